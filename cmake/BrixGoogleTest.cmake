@@ -1,0 +1,11 @@
+# brix_gtest: GoogleTest with its main. Natively the installed library; for Windows built from the installed sources.
+add_library(brix_gtest INTERFACE)
+if(WIN32)
+  set(BRIX_GTEST_SOURCES /usr/src/googletest/googletest CACHE PATH "GoogleTest sources, for cross builds")
+  add_library(brix_gtest_objects STATIC ${BRIX_GTEST_SOURCES}/src/gtest-all.cc ${BRIX_GTEST_SOURCES}/src/gtest_main.cc)
+  target_include_directories(brix_gtest_objects SYSTEM PUBLIC ${BRIX_GTEST_SOURCES}/include PRIVATE ${BRIX_GTEST_SOURCES})
+  target_link_libraries(brix_gtest INTERFACE brix_gtest_objects)
+else()
+  find_package(GTest REQUIRED)
+  target_link_libraries(brix_gtest INTERFACE GTest::gtest GTest::gtest_main)
+endif()

@@ -1,0 +1,45 @@
+#include "core/archive_handler.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace brix {
+
+ArchiveHandler::ArchiveHandler(Stream* input, uint32_t ownership, uint32_t type_id)
+    : read_stream_(&read_cache_), input_stream_(input), ownership_(ownership), type_id_(type_id) {
+  read_cache_.SetInner(input, ownership);
+}
+
+ArchiveHandler::~ArchiveHandler() = default;
+
+bool ArchiveHandler::SetContext(uint64_t value) {
+  context_value_ = value;
+  return true;
+}
+
+bool ArchiveHandler::AddMember(Stream*, uint32_t, const Property*, uint32_t) { return false; }
+bool ArchiveHandler::GetMemberSize(uint32_t*, uint32_t*) { return false; }
+bool ArchiveHandler::GetMemberType(char*, uint32_t*) { return false; }
+uint32_t ArchiveHandler::GetMemberHint() { return 0; }
+bool ArchiveHandler::GetMemberHeader(uint32_t, char*, char*, uint32_t*) { return false; }
+bool ArchiveHandler::GetMemberProperty(const char*, char*, uint32_t*) { return false; }
+bool ArchiveHandler::ReleaseMember() { return false; }
+bool ArchiveHandler::ResetMembers() { return false; }
+bool ArchiveHandler::Reserved13() { return false; }
+uint32_t ArchiveHandler::GetTypeId() { return type_id_; }
+
+bool ArchiveHandler::AnswerSize(uint32_t size, uint32_t* value, uint32_t* io_size) {
+  const uint32_t room = *io_size;
+  *io_size = sizeof size;
+  if (value == nullptr || room < sizeof size) return false;
+  *value = size;
+  return true;
+}
+
+void CopyName(std::string_view text, char* name) {
+  const size_t length = std::min<size_t>({text.size(), text.find('\0'), kNameBufferSize - 1});
+  std::memcpy(name, text.data(), length);
+  name[length] = '\0';
+}
+
+}  // namespace brix

@@ -1,0 +1,105 @@
+// archive_handler.h - the one interface through which every container format is read.
+//
+// A handler is made by the factory (format_table.h) over a caller's stream, walks the members in stored order
+// and decodes the current one into an output stream. Iteration is forward only. Calling order: construct,
+// OpenArchive (which stands on the first member), then queries and at most one ExtractMember a member,
+// NextMember, ... until the name comes back empty. A handler whose OpenArchive or NextMember failed is good
+// for destruction only.
+//
+// Operations return false on failure and carry no text; memberStatus tells why a member was refused. A
+// handler is used by one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "core/cached_read_stream.h"
+#include "core/stream.h"
+
+namespace brix {
+
+// Why the current member cannot be extracted.
+enum MemberStatus : uint32_t {
+  kMemberNormal = 1,
+  kMemberEncrypted = 2,
+  kMemberUnsupported = 3,  // a known compression method that is not supported
+};
+
+// One property of a member that is added to a container being built.
+struct Property {
+  const char* name;  // zero-terminated
+  const void* value;
+  uint32_t value_size;  // bytes
+};
+
+// Members' names travel in a caller's buffer of this size: at most 511 bytes and a terminator.
+inline constexpr uint32_t kNameBufferSize = 512;
+
+class ArchiveHandler {
+ public:
+  // `input` is read through a cache of the handler's own; a non-zero `ownership` makes the handler delete it.
+  ArchiveHandler(Stream* input, uint32_t ownership, uint32_t type_id);
+  ArchiveHandler(const ArchiveHandler&) = delete;
+  ArchiveHandler& operator=(const ArchiveHandler&) = delete;
+
+  // The virtual operations stand in slot order, which is part of the contract.
+  virtual ~ArchiveHandler();  // slot 0
+
+  // Parses the container's header or directory, stands on the first member and writes its name. An empty name
+  // with true: no members.
+  [[nodiscard]] virtual bool OpenArchive(char* name) = 0;
+
+  // Moves to the next member and writes its name: empty, with true, at the end; false: the directory is
+  // damaged.
+  [[nodiscard]] virtual bool NextMember(char* name) = 0;
+
+  // Decodes the current member into `out` from offset 0: at most `max_bytes`, 0 meaning no limit of the
+  // caller's.
+  // `*written` receives the bytes produced, also after a failure, when they stay in `out`.
+  [[nodiscard]] virtual bool ExtractMember(Stream* out, uint32_t max_bytes, uint32_t* written) = 0;
+
+  // Attaches an opaque value.
+  [[nodiscard]] virtual bool SetContext(uint64_t value);
+
+  // Adds a member to a container being built.
+  [[nodiscard]] virtual bool AddMember(Stream* data, uint32_t size, const Property* props, uint32_t count);
+
+  // Queries. Buffer protocol: the caller passes its buffer's size in `*io_size`; the size needed or used
+  // always comes back there; false when the buffer is null or too small, or the container does not know.
+  [[nodiscard]] virtual bool GetMemberSize(uint32_t* value, uint32_t* io_size);  // uncompressed bytes
+  [[nodiscard]] virtual bool GetMemberType(char* text, uint32_t* io_size);  // a word for the member's kind
+  [[nodiscard]] virtual uint32_t GetMemberHint();                           // a small code, 0: none
+  [[nodiscard]] virtual bool GetMemberHeader(uint32_t index, char* name, char* text, uint32_t* io_size);
+  [[nodiscard]] virtual bool GetMemberProperty(const char* name, char* text, uint32_t* io_size);
+
+  [[nodiscard]] virtual bool ReleaseMember();
+  [[nodiscard]] virtual bool ResetMembers();
+  [[nodiscard]] virtual bool Reserved13();  // Kept: overridden by no class; holds slot 13
+  [[nodiscard]] virtual uint32_t GetTypeId();
+
+  // Why the current member cannot be extracted; rewritten when the handler moves.
+  uint32_t memberStatus = kMemberNormal;  // NOLINT(readability-identifier-naming): the family's own word
+
+ protected:
+  // GetMemberSize for formats that know: the protocol for a 4-byte answer.
+  [[nodiscard]] static bool AnswerSize(uint32_t size, uint32_t* value, uint32_t* io_size);
+
+  Stream* read_stream_;   // what all format code reads from: the cache below
+  Stream* input_stream_;  // the caller's stream
+
+ private:
+  CachedReadStream read_cache_;
+
+ protected:
+  uint32_t ownership_;
+  uint64_t context_value_ = 0;
+  uint32_t type_id_;
+};
+
+// The name of a member that stores none.
+inline constexpr std::string_view kUnknownName = "unknown";
+
+// Writes `text` into a name buffer: cut at its first zero byte and at 511 bytes.
+void CopyName(std::string_view text, char* name);
+
+}  // namespace brix

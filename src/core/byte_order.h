@@ -1,0 +1,30 @@
+// byte_order.h - the only place where bytes become numbers.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace brix {
+
+static_assert(std::endian::native == std::endian::little, "the loads below rely on a little-endian machine");
+
+inline uint16_t LoadLe16(const uint8_t* p) {
+  uint16_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+inline uint32_t LoadLe32(const uint8_t* p) {
+  uint32_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+inline uint64_t LoadLe64(const uint8_t* p) {
+  uint64_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+}  // namespace brix

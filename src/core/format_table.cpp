@@ -1,0 +1,47 @@
+#include "core/format_table.h"
+
+#include <array>
+
+#include "core/cached_read_stream.h"
+
+namespace brix {
+
+const FormatEntry* FormatTable::Find(uint32_t type_id) const {
+  for (const FormatEntry& row : rows_) {
+    if (row.type_id == type_id) return &row;
+  }
+  return nullptr;
+}
+
+uint32_t FormatTable::DetectArchiveType(Stream& in, uint32_t detect_flags) const {
+  uint32_t size = 0;
+  if (!in.GetSize(&size) || size == 0) return kTypeNone;
+  for (const FormatEntry& row : rows_) {
+    if (row.detect(in, detect_flags, *this)) return row.type_id;
+  }
+  return kTypeNone;
+}
+
+ArchiveHandler* FormatTable::CreateArchiveHandler(Stream* in, const uint32_t* enabled, uint32_t ownership,
+                                                  uint32_t detect_flags) const {
+  uint32_t type_id = kTypeNone;
+  {
+    CachedReadStream cache;  // the detectors' many small reads cost a few of the stream below
+    cache.SetInner(in, 0);
+    type_id = DetectArchiveType(cache, detect_flags);
+  }
+  if (type_id == kTypeNone || type_id > kTypeCount) return nullptr;
+  if (enabled != nullptr && enabled[type_id - 1] == 0) return nullptr;
+  const FormatEntry* row = Find(type_id);
+  if (row == nullptr || row->create == nullptr) return nullptr;
+  return row->create(in, {type_id, ownership, detect_flags, *this});
+}
+
+ArchiveHandler* FormatTable::CreateArchiveHandlerAnyType(Stream* in, uint32_t ownership,
+                                                         uint32_t detect_flags) const {
+  std::array<uint32_t, kTypeCount> enabled;
+  enabled.fill(1);
+  return CreateArchiveHandler(in, enabled.data(), ownership, detect_flags);
+}
+
+}  // namespace brix

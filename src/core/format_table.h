@@ -1,0 +1,66 @@
+// format_table.h - the ordered table of formats: type detection and the handler factory.
+//
+// Core knows rows, never formats. The rows stand in formats/registry.cpp.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "core/archive_handler.h"
+#include "core/stream.h"
+
+namespace brix {
+
+// Internal container type numbers, 0 meaning not an archive.
+inline constexpr uint32_t kTypeNone = 0;
+inline constexpr uint32_t kTypeCount = 21;  // numbers 1 to 21
+
+// Bits of the detection flags.
+inline constexpr uint32_t kDetectGateway = 1;   // the host runs as a gateway
+inline constexpr uint32_t kDetectMailHint = 2;  // the file's name says mail: look at the whole header block
+
+class FormatTable;
+
+struct HandlerArgs {
+  uint32_t type_id;    // 1..21; one class may serve several numbers
+  uint32_t ownership;  // non-zero: the handler deletes the input stream
+  uint32_t detect_flags;
+  const FormatTable& formats;  // for containers that open other formats
+};
+
+// One recognisable format.
+struct FormatEntry {
+  uint32_t type_id;
+  // Whether the data are of this format; a failed or short read means no. `formats` is for containers that
+  // confirm an inner format.
+  bool (*detect)(Stream& in, uint32_t detect_flags, const FormatTable& formats);
+  // A new handler, null when memory is exhausted. Null itself: the format is recognised but has no handler
+  // yet.
+  ArchiveHandler* (*create)(Stream* in, const HandlerArgs& args);
+};
+
+class FormatTable {
+ public:
+  constexpr explicit FormatTable(std::span<const FormatEntry> rows) : rows_(rows) {}
+
+  // The row of a type number, null when the table has none.
+  [[nodiscard]] const FormatEntry* Find(uint32_t type_id) const;
+
+  // The number of the first row that answers yes, in table order; 0 when none does or the stream is empty.
+  [[nodiscard]] uint32_t DetectArchiveType(Stream& in, uint32_t detect_flags) const;
+
+  // Detects and makes the handler. Null, with `in` left to the caller, when the data are no known type, the
+  // type is disabled (`enabled` holds 21 flags by type number - 1; null enables all), it has no handler, or
+  // memory is exhausted. Detection never falls through to a later type because the detected one is disabled.
+  [[nodiscard]] ArchiveHandler* CreateArchiveHandler(Stream* in, const uint32_t* enabled, uint32_t ownership,
+                                                     uint32_t detect_flags) const;
+
+  // The same with every type enabled.
+  [[nodiscard]] ArchiveHandler* CreateArchiveHandlerAnyType(Stream* in, uint32_t ownership,
+                                                            uint32_t detect_flags) const;
+
+ private:
+  std::span<const FormatEntry> rows_;
+};
+
+}  // namespace brix

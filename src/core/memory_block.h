@@ -1,0 +1,45 @@
+// memory_block.h - an uninitialised block of bytes that says when there is no memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+namespace brix {
+
+struct FreeDeleter {
+  void operator()(void* p) const { std::free(p); }
+};
+
+// Owned bytes from malloc. Allocation never throws and never clears: touching fresh memory costs as much as
+// decoding into it, so nobody pays for pages that are not used.
+class MemoryBlock {
+ public:
+  [[nodiscard]] uint8_t* data() { return bytes_.get(); }
+  [[nodiscard]] const uint8_t* data() const { return bytes_.get(); }
+  [[nodiscard]] size_t size() const { return size_; }
+
+  // Makes the block `size` bytes long, keeping what fits of the old content; new bytes are not initialised.
+  // False, with the block unchanged, when memory is exhausted. The caller has bounded `size`.
+  [[nodiscard]] bool TryResize(size_t size) {
+    if (size == size_) return true;
+    void* moved = std::realloc(bytes_.get(), size == 0 ? 1 : size);
+    if (moved == nullptr) return false;
+    (void)bytes_.release();
+    bytes_.reset(static_cast<uint8_t*>(moved));
+    size_ = size;
+    return true;
+  }
+
+  void Free() {
+    bytes_.reset();
+    size_ = 0;
+  }
+
+ private:
+  std::unique_ptr<uint8_t[], FreeDeleter> bytes_;
+  size_t size_ = 0;
+};
+
+}  // namespace brix

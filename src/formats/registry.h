@@ -1,0 +1,10 @@
+// registry.h - the one table of formats that the library is built with.
+#pragma once
+
+#include "core/format_table.h"
+
+namespace brix {
+
+[[nodiscard]] const FormatTable& Formats();
+
+}  // namespace brix
