@@ -157,10 +157,11 @@ bool LooksLikeMail(Text text) {
 // sight.
 size_t HeaderBlockSize(Text text) {
   constexpr std::array<std::string_view, 4> kEnds = {"\n\r\n", "\n\n", "\r\n\r", "\r\r"};
-  const std::string_view all(reinterpret_cast<const char*>(text.data()), text.size());
-  for (size_t at = 0; (at = all.find_first_of("\r\n", at)) != std::string_view::npos; ++at) {
+  for (auto at = text.begin(); (at = std::find_if(at, text.end(), IsLineEnd)) != text.end(); ++at) {
+    const auto offset = static_cast<size_t>(at - text.begin());
+    const std::string_view rest(reinterpret_cast<const char*>(text.data()) + offset, text.size() - offset);
     for (const std::string_view end : kEnds) {
-      if (all.substr(at).starts_with(end)) return at + end.size();
+      if (rest.starts_with(end)) return offset + end.size();
     }
   }
   return 0;
