@@ -3,6 +3,8 @@
 
 #include <array>
 
+#include "formats/classic/zip/zip_detect.h"
+#include "formats/classic/zip/zip_handler.h"
 #include "formats/microsoft/szdd/szdd_handler.h"
 
 namespace brix {
@@ -11,6 +13,7 @@ namespace {
 
 // The order is a contract: the first row that answers yes wins.
 constexpr std::array kRows = {
+    FormatEntry{16, zip::DetectZip, zip::CreateZipHandler},  // a stub with an intact directory is a ZIP
     FormatEntry{10, szdd::DetectSzdd, szdd::CreateSzddHandler},
 };
 
