@@ -1,0 +1,241 @@
+// deflate_loop.h - the two loops that decode the symbols of a block; included by deflate_decoder.cpp alone.
+//
+// The fast loop runs while kFastInput bytes of input are left and the output has not reached `out_stop`. A turn takes
+// up to three literals, or up to two literals and a match, without a bound check: it reads at most 24 bytes of input
+// and writes at most 3 + MaxMatch + kCopySlack bytes behind `out_stop`, for which the buffer has room. The careful
+// loop takes one symbol a turn and serves the last bytes of the input.
+//
+// A match copies from at most out - begin bytes back, which is checked for each; nothing else bounds a distance.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "core/byte_order.h"
+#include "decoders/bit_reader.h"
+#include "decoders/deflate/deflate_tables.h"
+
+namespace brix::deflate {
+
+// The loop is compiled twice, for every x86-64 and for those with BMI2; its pieces must follow it into both.
+#define BRIX_ALWAYS_INLINE inline __attribute__((always_inline))
+#define BRIX_ALWAYS_INLINE_LAMBDA __attribute__((always_inline))
+
+enum class LoopEnd {
+  kOutputFull,  // `out` has reached `out_stop`
+  kInputLow,    // too little input in the piece for the fast loop
+  kBlockEnd,
+  kBad,  // no such code, a distance before the first byte, or the end of the input
+};
+
+// What a loop works on, beside the bit reader.
+struct Output {
+  uint8_t* begin;     // the oldest byte of history
+  uint8_t* out;       // next byte to write
+  uint8_t* out_stop;  // enough is decoded here; the buffer goes on behind it
+};
+
+// Bytes that CopyMatch may write behind the end of a match.
+inline constexpr uint32_t kCopySlack = 32;
+
+// Copies `length` bytes from `distance` back, where the two may overlap. Writes up to kCopySlack bytes too many.
+BRIX_ALWAYS_INLINE void CopyMatch(uint8_t* to, uint32_t distance, uint32_t length) {
+  const uint8_t* from = to - distance;
+  uint8_t* const end = to + length;
+  if (distance >= 16) [[likely]] {
+    std::memcpy(to, from, 16);
+    std::memcpy(to + 16, from + 16, 16);
+    if (length > 32) [[unlikely]] {
+      to += 32;
+      from += 32;
+      do {
+        std::memcpy(to, from, 16);
+        std::memcpy(to + 16, from + 16, 16);
+        to += 32;
+        from += 32;
+      } while (to < end);
+    }
+  } else if (distance >= 8) {
+    do {
+      std::memcpy(to, from, 8);
+      std::memcpy(to + 8, from + 8, 8);
+      to += 16;
+      from += 16;
+    } while (to < end);
+  } else if (distance == 1) {
+    const uint64_t run = uint64_t{0x0101010101010101} * *from;
+    do {
+      std::memcpy(to, &run, 8);
+      std::memcpy(to + 8, &run, 8);
+      to += 16;
+    } while (to < end);
+  } else {
+    // Each step stores 8 bytes of which `distance` are final; the next step overwrites the rest.
+    do {
+      const uint64_t word = LoadLe64(from);
+      std::memcpy(to, &word, 8);
+      to += distance;
+      from += distance;
+    } while (to < end);
+  }
+}
+
+// The extra bits of a symbol, out of the bit buffer as it stood before the symbol was dropped.
+BRIX_ALWAYS_INLINE uint32_t ExtraBits(uint64_t saved, uint32_t entry) {
+  return static_cast<uint32_t>((saved & ((uint64_t{1} << (entry & 63)) - 1)) >> (entry >> 8 & 63));
+}
+
+BRIX_ALWAYS_INLINE uint32_t SubtableIndex(uint64_t bits, uint32_t entry) {
+  return (entry >> kTableValueShift) + static_cast<uint32_t>(bits & ((uint64_t{1} << (entry >> 8 & 15)) - 1));
+}
+
+template <bool kDeflate64>
+BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in, Output& output) {
+  // A distance takes at most this many bits, and the next symbol's lookup the root bits.
+  constexpr uint32_t kDistanceBits = kMaxCodeBits + (kDeflate64 ? 14 : 13);
+  const uint64_t litlen_mask = (uint64_t{1} << tables.litlen_bits) - 1;
+  const uint64_t distance_mask = (uint64_t{1} << tables.distance_bits) - 1;
+  const uint32_t* const litlen = tables.litlen.data();
+  const uint32_t* const distances = tables.distance.data();
+  const uint8_t* next = in.next;
+  const uint8_t* const fast_end = in.end - LsbBitReader::kFastInput;
+  uint64_t bits = in.bits;
+  uint32_t count = in.count;
+  uint8_t* out = output.out;
+  uint8_t* const out_stop = output.out_stop;
+  const uint8_t* const begin = output.begin;
+  LoopEnd result = LoopEnd::kInputLow;
+
+  const auto refill = [&]() BRIX_ALWAYS_INLINE_LAMBDA {
+    bits |= LoadLe64(next) << (count & 63);
+    next += 7;
+    next -= count >> 3 & 7;
+    count |= 56;
+  };
+  const auto drop = [&](uint32_t entry) BRIX_ALWAYS_INLINE_LAMBDA {
+    bits >>= entry & 63;
+    count -= entry;
+  };
+
+  if (next > fast_end) return LoopEnd::kInputLow;
+  if (out >= out_stop) return LoopEnd::kOutputFull;
+  refill();
+  uint32_t entry = litlen[bits & litlen_mask];
+  for (;;) {
+    uint64_t saved = bits;
+    drop(entry);
+    if (entry & kTableLiteral) {
+      *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
+      entry = litlen[bits & litlen_mask];
+      saved = bits;
+      drop(entry);
+      if (entry & kTableLiteral) {
+        *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
+        entry = litlen[bits & litlen_mask];
+        saved = bits;
+        drop(entry);
+        if (entry & kTableLiteral) {
+          *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
+          entry = litlen[bits & litlen_mask];  // looked up before the refill, so that the two loads overlap
+          refill();
+          if (next <= fast_end && out < out_stop) continue;
+          break;
+        }
+      }
+    }
+    if (entry & (kTableSubtable | kTableStop)) [[unlikely]] {
+      if ((entry & kTableInvalid) == kTableSubtable) {
+        entry = litlen[SubtableIndex(bits, entry)];
+        saved = bits;
+        drop(entry);
+        if (entry & kTableLiteral) {
+          *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
+          entry = litlen[bits & litlen_mask];
+          refill();
+          if (next <= fast_end && out < out_stop) continue;
+          break;
+        }
+      }
+      if (entry & kTableStop) {
+        result = (entry & kTableSubtable) != 0 ? LoopEnd::kBad : LoopEnd::kBlockEnd;
+        goto done;
+      }
+    }
+    const uint32_t length = (entry >> kTableValueShift) + ExtraBits(saved, entry);
+
+    // Bits so far: two literals and a length, at most 22 + 31 of the 64 that the refill made valid to look at.
+    entry = distances[bits & distance_mask];
+    if (entry & kTableSubtable) [[unlikely]] {
+      if (entry & kTableStop) {
+        result = LoopEnd::kBad;
+        goto done;
+      }
+      if ((count & 63) < kDistanceBits + kLitLenRootBits) refill();
+      drop(entry);
+      entry = distances[SubtableIndex(bits, entry)];
+      if (entry & kTableSubtable) {
+        result = LoopEnd::kBad;
+        goto done;
+      }
+    } else if ((count & 63) < kDistanceRootBits + (kDeflate64 ? 14 : 13) + kLitLenRootBits) [[unlikely]] {
+      refill();
+    }
+    saved = bits;
+    drop(entry);
+    const uint32_t distance = (entry >> kTableValueShift) + ExtraBits(saved, entry);
+    if (distance > static_cast<uint64_t>(out - begin)) [[unlikely]] {
+      result = LoopEnd::kBad;
+      goto done;
+    }
+    entry = litlen[bits & litlen_mask];
+    refill();
+    CopyMatch(out, distance, length);
+    out += length;
+    if (next <= fast_end && out < out_stop) continue;
+    break;
+  }
+  if (out >= out_stop) result = LoopEnd::kOutputFull;
+done:
+  in.next = next;
+  in.bits = bits;
+  in.count = count & 63;
+  output.out = out;
+  return result;
+}
+
+// One symbol a turn, through the bit reader's own refills.
+template <bool kDeflate64>
+LoopEnd CarefulLoop(const BlockTables& tables, LsbBitReader& in, Output& output) {
+  const uint64_t litlen_mask = (uint64_t{1} << tables.litlen_bits) - 1;
+  const uint64_t distance_mask = (uint64_t{1} << tables.distance_bits) - 1;
+  const auto next_symbol = [&](const uint32_t* table, uint64_t mask, uint32_t* value) {
+    in.Refill();  // at least 56 bits: a symbol takes at most 15 + 16
+    uint32_t entry = table[in.bits & mask];
+    if ((entry & kTableInvalid) == kTableSubtable) {
+      in.Drop(entry & 63);
+      entry = table[SubtableIndex(in.bits, entry)];
+    }
+    *value = ((entry & ~kTableLiteral) >> kTableValueShift) + ExtraBits(in.bits, entry);
+    in.Drop(entry & 63);
+    return entry;
+  };
+  while (output.out < output.out_stop) {
+    uint32_t value = 0;
+    const uint32_t entry = next_symbol(tables.litlen.data(), litlen_mask, &value);
+    if (!in.ok() || (entry & kTableInvalid) == kTableInvalid) return LoopEnd::kBad;
+    if (entry & kTableLiteral) {
+      *output.out++ = static_cast<uint8_t>(value);
+      continue;
+    }
+    if (entry & kTableStop) return LoopEnd::kBlockEnd;
+    uint32_t distance = 0;
+    const uint32_t distance_entry = next_symbol(tables.distance.data(), distance_mask, &distance);
+    if (!in.ok() || (distance_entry & kTableInvalid) == kTableInvalid) return LoopEnd::kBad;
+    if (distance > static_cast<uint64_t>(output.out - output.begin)) return LoopEnd::kBad;
+    CopyMatch(output.out, distance, value);
+    output.out += value;
+  }
+  return LoopEnd::kOutputFull;
+}
+
+}  // namespace brix::deflate

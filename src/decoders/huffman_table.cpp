@@ -1,0 +1,168 @@
+// huffman_table.cpp - builds decoding tables, which is nearly the whole cost of a small compressed member.
+//
+// Codes are visited in canonical order, shortest first. In least-significant-first order a code of n bits owns every
+// table slot whose low n bits are the code, so the table is built for 1 bit, then doubled by copying for each further
+// bit: a slot is stored once and copied in bulk. In most-significant-first order the slots of a code are neighbours.
+#include "decoders/huffman_table.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+namespace brix {
+
+namespace {
+
+struct SortedCodes {
+  std::array<uint16_t, kMaxCodeBits + 1> count{};  // symbols of each length
+  std::array<uint16_t, kMaxTableSymbols> symbol;   // by length, then by number; those without a code come first
+  uint32_t symbols = 0;                            // how many have a code
+  uint32_t longest = 0;
+};
+
+enum class Completeness { kComplete, kSingleBit, kEmpty, kInvalid };
+
+// The symbols' entries gain their code length in both places at once.
+constexpr uint32_t WithLength(uint32_t entry, uint32_t length) { return entry + length * 0x101; }
+
+void Sort(std::span<const uint8_t> lengths, SortedCodes* codes) {
+  for (const uint8_t length : lengths) ++codes->count[length];
+  std::array<uint16_t, kMaxCodeBits + 1> place;  // of the next symbol of each length
+  uint32_t total = 0;
+  for (uint32_t n = 0; n <= kMaxCodeBits; ++n) {
+    place[n] = static_cast<uint16_t>(total);
+    total += codes->count[n];
+    if (codes->count[n] != 0) codes->longest = n;
+  }
+  codes->symbols = total - codes->count[0];
+  for (uint32_t s = 0; s < lengths.size(); ++s) codes->symbol[place[lengths[s]]++] = static_cast<uint16_t>(s);
+}
+
+Completeness Judge(const SortedCodes& codes) {
+  if (codes.symbols == 0) return Completeness::kEmpty;
+  uint32_t left = 1;  // codes of the current length still free
+  for (uint32_t n = 1; n <= codes.longest; ++n) {
+    left <<= 1;
+    if (codes.count[n] > left) return Completeness::kInvalid;
+    left -= codes.count[n];
+  }
+  if (left == 0) return Completeness::kComplete;
+  return codes.symbols == 1 && codes.longest == 1 ? Completeness::kSingleBit : Completeness::kInvalid;
+}
+
+// How many index bits the subtable needs that starts with a code of `length` bits: grown until the codes that are
+// left, shortest first, fill it. `count[length]` still includes the code itself.
+uint32_t SubtableBits(const SortedCodes& codes, uint32_t length, uint32_t left_of_length, uint32_t root_bits) {
+  uint32_t bits = length - root_bits;
+  uint32_t filled = left_of_length;
+  while (filled < (1u << bits) && root_bits + bits < codes.longest) {
+    ++bits;
+    filled = (filled << 1) + codes.count[root_bits + bits];
+  }
+  return bits;
+}
+
+// The code after `code` of `bits` bits in reversed notation: adds one at the far end.
+inline uint32_t NextReversed(uint32_t code, uint32_t bits) {
+  const uint32_t zeros = code ^ ((1u << bits) - 1);  // not 0: the last code has no next
+  const uint32_t high = std::bit_floor(zeros);
+  return (code & (high - 1)) | high;
+}
+
+// Codes in least-significant-first order; the set is complete.
+bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, uint32_t root_bits,
+                  std::span<uint32_t> table) {
+  uint32_t* const entries = table.data();
+  uint32_t next = codes.count[0];  // index into codes.symbol
+  uint32_t code = 0;  // reversed
+  uint32_t size = 1;  // slots built so far
+  entries[0] = 0;
+  for (uint32_t n = 1; n <= root_bits; ++n) {
+    std::memcpy(entries + size, entries, size * sizeof *entries);
+    size <<= 1;
+    for (uint32_t left = codes.count[n]; left != 0; --left) {
+      entries[code] = WithLength(symbols[codes.symbol[next++]], n);
+      if (code == size - 1) break;  // all ones: the last code
+      code = NextReversed(code, n);
+    }
+    // A longer code starts with this code's bits and goes on with zeros: in reversed notation the number is the same.
+  }
+  uint32_t end = 1u << root_bits;  // of the table so far
+  const uint32_t root_mask = end - 1;
+  uint32_t prefix = UINT32_MAX;    // root bits of the subtable being filled
+  uint32_t start = 0;              // its first slot
+  uint32_t sub_bits = 0;
+  for (uint32_t n = root_bits + 1; n <= codes.longest; ++n) {
+    for (uint32_t left = codes.count[n]; left != 0; --left) {
+      if ((code & root_mask) != prefix) {
+        prefix = code & root_mask;
+        start = end;
+        sub_bits = SubtableBits(codes, n, left, root_bits);
+        if ((1u << sub_bits) > table.size() - end) return false;
+        end += 1u << sub_bits;
+        entries[prefix] = (start << kTableValueShift) | kTableSubtable | (sub_bits << 8) | root_bits;
+      }
+      const uint32_t entry = WithLength(symbols[codes.symbol[next++]], n - root_bits);
+      for (uint32_t slot = start + (code >> root_bits); slot < end; slot += 1u << (n - root_bits)) entries[slot] = entry;
+      if (code == (1u << n) - 1) return true;
+      code = NextReversed(code, n);
+    }
+  }
+  return true;
+}
+
+// Codes in most-significant-first order; the set is complete.
+bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, uint32_t root_bits,
+                  std::span<uint32_t> table) {
+  uint32_t next = codes.count[0];
+  uint32_t slot = 0;  // the next free slot of the root part
+  for (uint32_t n = 1; n <= root_bits; ++n) {
+    for (uint32_t left = codes.count[n]; left != 0; --left) {
+      const uint32_t width = 1u << (root_bits - n);
+      std::fill_n(table.begin() + slot, width, WithLength(symbols[codes.symbol[next++]], n));
+      slot += width;
+    }
+  }
+  uint32_t end = 1u << root_bits;
+  uint32_t fill = end;  // the next free slot of the subtable being filled, which ends at `end`
+  uint32_t sub_bits = 0;
+  for (uint32_t n = root_bits + 1; n <= codes.longest; ++n) {
+    for (uint32_t left = codes.count[n]; left != 0; --left) {
+      if (fill == end) {
+        sub_bits = SubtableBits(codes, n, left, root_bits);
+        if ((1u << sub_bits) > table.size() - end) return false;
+        end += 1u << sub_bits;
+        table[slot++] = (fill << kTableValueShift) | kTableSubtable | (sub_bits << 8) | root_bits;
+      }
+      const uint32_t width = 1u << (root_bits + sub_bits - n);
+      std::fill_n(table.begin() + fill, width, WithLength(symbols[codes.symbol[next++]], n - root_bits));
+      fill += width;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_t> symbols, BitOrder order,
+                       HuffmanTable* table) {
+  if (lengths.size() > kMaxTableSymbols || lengths.size() > symbols.size()) return false;
+  SortedCodes codes;
+  Sort(lengths, &codes);
+  const Completeness completeness = Judge(codes);
+  if (completeness == Completeness::kInvalid) return false;
+  table->root_bits = std::clamp(codes.longest, 1u, table->root_bits);
+  if ((size_t{1} << table->root_bits) > table->entries.size()) return false;
+  if (completeness != Completeness::kComplete) {
+    // One bit of input decides: the single code is a 0 bit in either order.
+    table->entries[0] = completeness == Completeness::kSingleBit ? WithLength(symbols[codes.symbol[codes.count[0]]], 1)
+                                                                 : WithLength(kTableInvalid, 1);
+    table->entries[1] = WithLength(kTableInvalid, 1);
+    return true;
+  }
+  return order == BitOrder::kLsbFirst ? FillLsbFirst(codes, symbols, table->root_bits, table->entries)
+                                      : FillMsbFirst(codes, symbols, table->root_bits, table->entries);
+}
+
+}  // namespace brix
