@@ -7,10 +7,31 @@
 
 namespace brix::zip {
 
+namespace {
+
+Decoder* PrepareInflater(std::unique_ptr<DeflateDecoder>* kept, DeflateMode mode) {
+  if (*kept == nullptr) {
+    kept->reset(new (std::nothrow) DeflateDecoder(mode));
+  } else {
+    (*kept)->Reset();
+  }
+  return kept->get();
+}
+
+}  // namespace
+
 Decoder* MethodDecoders::Prepare(uint32_t kind, uint32_t) {
-  if (kind != kStored) return nullptr;
-  if (stored_ == nullptr) stored_.reset(new (std::nothrow) CopyDecoder);
-  return stored_.get();
+  switch (kind) {
+    case kStored:
+      if (stored_ == nullptr) stored_.reset(new (std::nothrow) CopyDecoder);
+      return stored_.get();
+    case kDeflated:
+      return PrepareInflater(&deflate_, DeflateMode::kDeflate);
+    case kDeflated64:
+      return PrepareInflater(&deflate64_, DeflateMode::kDeflate64);
+    default:
+      return nullptr;
+  }
 }
 
 }  // namespace brix::zip
