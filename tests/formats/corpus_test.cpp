@@ -136,8 +136,71 @@ struct KnownDifference {
   const char* reason;
 };
 
+// Reasons that several rows share.
+constexpr char kNoEnd[] = "no end record";
+constexpr char kZip64[] = "ZIP64 records stand between the directory and its end, or hold its size";
+constexpr char kPrefix[] = "the stored offsets do not count the data in front";
+constexpr char kBadDirectory[] = "no directory record where the end record puts the first";
+constexpr char kLocalName[] = "the local header's name replaces the directory's";
+constexpr char kNoHeader[] = "with the prefix added, no local header stands at the offset";
+constexpr char kNoChecksum[] = "damaged data; checksums are not verified";
+
 constexpr KnownDifference kKnown[] = {
-    {"", "", kNotZip, "", ""},
+    {"zip/commons__COMPRESS-228.zip", "", kNotZip, "", kZip64},
+    {"zip/commons__COMPRESS-351.zip", "", kNotZip, "", kNoEnd},
+    {"zip/commons__COMPRESS-546.zip", "", kNotZip, "", kNoEnd},
+    {"zip/commons__COMPRESS-621.zip", "", kNotZip, "", kPrefix},
+    {"zip/commons__invalid-zip.zip", "", kNotZip, "", kNoEnd},
+    {"zip/commons__test.zip", "", kNotZip, "", kNoEnd},
+    {"zip/corkami__zip64.zip", "", kNotZip, "", kZip64},
+    {"zip/klauspost__test-prefix.zip", "", kNotZip, "", kPrefix},
+    {"zip/klauspost__zip64.zip", "", kNotZip, "", kZip64},
+    {"zip/libarchive__zip_encryption_header.zip", "", kNotZip, "", "the directory is encrypted"},
+    {"zip/libarchive__zip_lzma_alone_leak.zipx", "", kNotZip, "", kNoEnd},
+    {"zip/libarchive__zip_padded1.zip", "", kNotZip, "", kPrefix},
+    {"zip/libarchive__zip_ppmd8_crash_1.zipx", "", kNotZip, "", kNoEnd},
+    {"zip/libarchive__zip_ppmd8_crash_2.zipx", "", kNotZip, "", kNoEnd},
+    {"zip/libarchive__zip_zipx_lzma_oom.zipx", "", kNotZip, "", kNoEnd},
+    {"zip/libzip__incons-cdsize-large.zip", "", kNotZip, "", kBadDirectory},
+    {"zip/libzip__incons-cdsize-small.zip", "", kNotZip, "", kBadDirectory},
+    {"zip/libzip__incons-central-magic-bad.zip", "", kNotZip, "", kBadDirectory},
+    {"zip/libzip__incons-ef-local-dupe-zip64-v1.zip", "", kNotZip, "", kZip64},
+    {"zip/libzip__incons-eocd-magic-bad.zip", "", kNotZip, "", kNoEnd},
+    {"zip/libzip__incons-eocd64-gap.zip", "", kNotZip, "", kZip64},
+    {"zip/libzip__incons-eocd64.zip", "", kNotZip, "", kZip64},
+    {"zip/libzip__incons-local-magic-bad.zip", "", kNotZip, "", "no local header at the first offset"},
+    {"zip/libzip__junk-at-start.zip", "", kNotZip, "", kPrefix},
+    {"zip/libzip__zip64-3mf.zip", "", kNotZip, "", kZip64},
+    {"zip/libzip__zip64.zip", "", kNotZip, "", kZip64},
+    {"zip/tika__testZIP_corrupted_oom.zip", "", kNotZip, "", kBadDirectory},
+
+    {"zip/libzip__incons-central-file-comment-shorter.zip", "", kDamaged, "",
+     "the comment is longer than its length says: no record and no end where the walk goes on"},
+
+    {"zip/corkami__zip-zip1.zip", "", kNamed, "unknown", "the member has no name"},
+    {"zip/libarchive__zip_7075_utf8_paths.zip", "File 2 - \\x94.txt", kNamed, "File 2 - xx.txt", kLocalName},
+    {"zip/libarchive__zip_7075_utf8_paths.zip", "File 3 - \\x84.txt", kNamed, "File 3 - xx.txt", kLocalName},
+    {"zip/libarchive__zip_7075_utf8_paths.zip", "File 4 - \\x86.txt", kNamed, "File 4 - xx.txt", kLocalName},
+    {"zip/tika__testZip_zeroByte.zip", "dang\\x00erous.pl", kNamed, "dang",
+     "a name ends at its first zero byte"},
+
+    {"zip/commons__bla-stored-dd-contradicts-actualsize.zip", "test1.xml", kFails, "", kNoHeader},
+    {"zip/commons__bla-stored-dd-nosig.zip", "test1.xml", kFails, "", kNoHeader},
+    {"zip/klauspost__test-badbase.zip", "gophercolor16x16.png", kFails, "", kNoHeader},
+    {"zip/libzip__incons-local-compression-method.zip", "a", kFails, "",
+     "the local header says Deflate over stored data"},
+
+    {"zip/corkami__zip-zip1.zip", "", kContent, "227 3f56775f", kNoChecksum},
+    {"zip/libarchive__test_read_data_into_fd_size_exceeds_declared_deflate.zip", "first", kContent,
+     "10 fa8ad300", "more data than the stated size, which is the limit"},
+    {"zip/libarchive__test_read_data_into_fd_size_exceeds_declared_stored.zip", "first", kContent,
+     "20 131e99cd", "stored: the compressed size counts, and gives the stated CRC-32"},
+    {"zip/libarchive__zip.zip", "file2", kContent, "18 3d66373a", "the stated CRC-32 is made up"},
+    {"zip/libzip__incons-data.zip", "a", kContent, "1 71beeff9", kNoChecksum},
+    {"zip/libzip__incons-local-filename-short.zip", "a", kContent, "1 d202ef8d",
+     "the local name length is 0, so that the data begin a byte early"},
+    {"zip/libzip__incons-zip64-checkcons-overflow.zip", "A", kContent, "89 c0c4804c",
+     "ZIP64 sizes are not read: stored data reach to the end of the file"},
 };
 
 // Looks differences up and keeps count of those that occurred.

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "core/crc32.h"
 #include "core/memory_stream.h"
 #include "formats/classic/zip/zip_detect.h"
 #include "formats/registry.h"
@@ -69,7 +70,7 @@ TEST(Zip, FindsTheEndRecordFromTheEndOfTheFile) {
       {"one byte more", with_tail(65979, 'x'), false},
       {"a tail of first signature bytes", with_tail(65978, 'P'), true},
       {"end record cut by a byte", Bytes(plain.bytes).CutTo(plain.bytes.size() - 1), false},
-      {"end signature at the very end is too late", with_tail(4, 0).Text("PK\5\6").Fill(17, 0), true},
+      {"a later signature with too little behind it", with_tail(4, 0).Text("PK\5\6").Fill(17, 0), true},
       {"shorter than an end record", Bytes().Text("PK\5\6").Fill(17, 0), false},
       {"an end record alone", Bytes().Text("PK\5\6").Fill(18, 0), false},
       {"empty", Bytes(), false},
@@ -172,7 +173,7 @@ TEST(Zip, TheLocalNameReplacesTheDirectorys) {
   EXPECT_EQ(WalkOf(Bytes(zip.bytes).PatchU8(zip.local_at[1], 'Q')), "a=1 directory! $");
   // It would lie behind the end of the file: that is damage.
   EXPECT_EQ(WalkOf(Bytes(zip.bytes).PatchU32(zip.record_at[1] + 42, zip.bytes.size() - 3)), "a=1 damaged");
-  // The name in it reaches behind the end of the file; so does the name of 4 bytes, which is read at all.
+  // The name in it reaches behind the end of the file.
   const Bytes cut_name = Bytes(zip.bytes).Text("PK\3\4").Fill(22, 0).U16(200).U16(0).Text("name");
   EXPECT_EQ(WalkOf(Bytes(cut_name).PatchU32(zip.record_at[1] + 42, zip.bytes.size())), "a=1 unknown! $");
 }
@@ -358,6 +359,33 @@ TEST(Zip, KeepsTheHeaderOffsetMovedSoThatASecondExtractionFails) {
   EXPECT_EQ(written, 5u);
   EXPECT_FALSE(handler->ExtractMember(&out, 0, &written));
   EXPECT_EQ(written, 0u);
+}
+
+TEST(Zip, ReadsWhatCommonToolsWrite) {
+  const struct {
+    const char* file;
+    const char* walk;  // name, size, CRC-32, or the status of a member that is refused
+  } rows[] = {
+      {"plain.zip", "folder/inner.txt 19 b7e894fd, text.txt 3708 a97c774a, "},
+      {"streamed.zip", "text.txt 3708 a97c774a, "},
+      {"deflate64.zip", "text.txt 3708 a97c774a, "},
+      {"ppmd.zip", "text.txt refused 3, "},
+      {"encrypted.zip", "folder/inner.txt refused 2, "},
+      {"prefixed.zip", "folder/inner.txt 19 b7e894fd, "},
+  };
+  for (const auto& row : rows) {
+    const std::vector<uint8_t> file = Fixture(std::string("zip/") + row.file);
+    EXPECT_TRUE(Detected(Bytes(file))) << row.file;
+    const Walk walk = WalkWith(kZip, file);
+    EXPECT_TRUE(walk.finished) << row.file;
+    std::string text;
+    for (const WalkedMember& member : walk.members) {
+      char piece[64];
+      std::snprintf(piece, sizeof piece, " %zu %08x, ", member.data.size(), Crc32(member.data));
+      text += member.name + (member.extracted ? piece : " refused " + std::to_string(member.status) + ", ");
+    }
+    EXPECT_EQ(text, row.walk) << row.file;
+  }
 }
 
 TEST(Zip, SurvivesDamage) {
