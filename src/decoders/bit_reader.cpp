@@ -1,0 +1,81 @@
+#include "decoders/bit_reader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/field_reader.h"
+
+namespace brix {
+
+// Moves the unread bytes to the front of the piece and reads behind them, until a turn of a fast loop has
+// enough. Whole bytes in `bits` go back first: AlignToByte finds them in the piece that way. A stream may
+// hand out less than it was asked for before its end; only a failed or empty read is the end.
+void LsbBitReader::ReadMore() {
+  if (ended_) return;
+  GiveBackBytes();
+  const auto unread = static_cast<uint32_t>(end - next);
+  uint8_t* const front = piece_.data();
+  if (unread != 0) std::memmove(front, next, unread);
+  uint32_t filled = unread;
+  do {
+    const uint32_t room = kPiece - filled;
+    uint32_t got = 0;
+    if (!in_->ReadAt(offset_, front + filled, room, &got) || got > room) got = 0;
+    filled += got;
+    ended_ = got == 0 || !CheckedAdd(&offset_, got);
+  } while (!ended_ && filled < kFastInput);
+  next = front;
+  end = front + filled;
+}
+
+void LsbBitReader::RefillSlowly() {
+  ReadMore();
+  if (end - next >= 8) return Refill();
+  count &= 63;
+  while (count < 56) {
+    if (next != end) {
+      bits |= uint64_t{*next++} << count;
+    } else {
+      ++invented_;
+    }
+    count += 8;
+  }
+}
+
+// Invented bytes are not there to be given back; with more of them than whole bytes, ok() is false and stays
+// so.
+void LsbBitReader::GiveBackBytes() {
+  count &= 63;
+  const uint32_t whole_bytes = count / 8;
+  const uint32_t invented = std::min(invented_, whole_bytes);
+  next -= whole_bytes - invented;
+  invented_ -= invented;
+  count %= 8;
+  bits &= (uint64_t{1} << count) - 1;
+}
+
+void LsbBitReader::AlignToByte() {
+  GiveBackBytes();
+  bits = 0;
+  count = 0;
+}
+
+uint32_t LsbBitReader::CopyBytes(uint8_t* to, uint32_t size) {
+  uint32_t copied = 0;
+  while (copied < size) {
+    if (next == end) ReadMore();
+    if (next == end) break;
+    const uint32_t count_now = std::min(size - copied, static_cast<uint32_t>(end - next));
+    std::memcpy(to + copied, next, count_now);
+    next += count_now;
+    copied += count_now;
+  }
+  return copied;
+}
+
+bool LsbBitReader::FillPiece() {
+  if (end - next < kFastInput) ReadMore();
+  return end - next >= kFastInput;
+}
+
+}  // namespace brix
