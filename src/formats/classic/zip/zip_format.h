@@ -53,6 +53,8 @@ enum MethodKind : uint32_t {
   kStored = 0,
   kShrunk = 1,
   kReduced1 = 2,
+  kReduced2 = 3,
+  kReduced3 = 4,
   kReduced4 = 5,
   kImploded = 6,
   kTokenized = 7,
