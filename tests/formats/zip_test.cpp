@@ -9,6 +9,7 @@
 #include "support/bytes.h"
 #include "support/handler_walk.h"
 #include "support/zip_builder.h"
+#include "support/zip_packers.h"
 
 namespace brix {
 namespace {
@@ -359,6 +360,37 @@ TEST(Zip, KeepsTheHeaderOffsetMovedSoThatASecondExtractionFails) {
   EXPECT_EQ(written, 5u);
   EXPECT_FALSE(handler->ExtractMember(&out, 0, &written));
   EXPECT_EQ(written, 0u);
+}
+
+TEST(Zip, MethodAndFlagsChooseTheDecoder) {
+  std::string plain;
+  for (int i = 0; i < 300; ++i) plain += "member " + std::to_string(i * 7) + (i % 3 == 0 ? "\n" : ", ");
+  const auto bytes = Bytes().Text(plain);
+  std::vector<ZipMember> members;
+  const auto add = [&](uint32_t method, uint32_t flags, const std::vector<uint8_t>& packed) {
+    ZipMember member;
+    member.name = std::to_string(method) + "/" + std::to_string(flags);
+    member.data = Bytes(packed);
+    member.method = method;
+    member.flags = flags;
+    member.size = bytes.size();
+    members.push_back(member);
+  };
+  // Twice, since the decoders are used again.
+  for (int round = 0; round < 2; ++round) {
+    add(1, 0, PackShrink(bytes.data, 0));
+    for (uint32_t factor = 1; factor <= 4; ++factor) add(1 + factor, 0, PackReduce(bytes.data, factor));
+    add(6, 0, PackImplode(bytes.data, 4096, 2, 9));
+    add(6, 2, PackImplode(bytes.data, 8192, 2, 9));
+    add(6, 4, PackImplode(bytes.data, 4096, 3, 9));
+    add(6, 6, PackImplode(bytes.data, 8192, 3, 9));
+  }
+  const Walk walk = WalkWith(kZip, BuildZip(members).bytes.data);
+  ASSERT_EQ(walk.members.size(), members.size());
+  for (const WalkedMember& member : walk.members) {
+    EXPECT_TRUE(member.extracted) << member.name;
+    EXPECT_EQ(Text(member.data), plain) << member.name;
+  }
 }
 
 TEST(Zip, ReadsWhatCommonToolsWrite) {
