@@ -10,6 +10,8 @@
 #include "formats/classic/qxzip/qxzip_detect.h"
 #include "formats/classic/tar/tar_detect.h"
 #include "formats/classic/unixz/unixz_detect.h"
+#include "formats/classic/zip/zip_detect.h"
+#include "formats/classic/zip/zip_handler.h"
 #include "formats/installers/nsis/nsis_detect.h"
 #include "formats/installers/rar/rar_detect.h"
 #include "formats/mail/mime/mime_detect.h"
@@ -25,7 +27,8 @@ namespace {
 
 // The order is a contract: the first row that answers yes wins.
 constexpr std::array kRows = {
-    // ZIP stands here, before SFX: a self-extractor whose ZIP directory is intact is a ZIP.
+    FormatEntry{16, zip::DetectZip,
+                zip::CreateZipHandler},  // before SFX: a stub with an intact directory is a ZIP
     FormatEntry{6, sfx::DetectSfx, nullptr},
     FormatEntry{5, chm::DetectChm, nullptr},
     FormatEntry{1, arj::DetectArj, nullptr},
