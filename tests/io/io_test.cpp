@@ -144,6 +144,7 @@ TEST_F(IoTest, UniqueNames) {
   EXPECT_STREQ(path, "");
 }
 
+#ifndef _WIN32  // the same code there; ten thousand files take half a minute under emulation
 TEST_F(IoTest, UniqueNamesRunOutAfterTenThousand) {
   for (int n = 0; n < 10000; ++n) {
     std::string digits = std::to_string(n);
@@ -156,6 +157,7 @@ TEST_F(IoTest, UniqueNamesRunOutAfterTenThousand) {
   ASSERT_TRUE(UniqueFileName(dir_.c_str(), "tmp", path));
   EXPECT_EQ(path, File("arc9999.tmp"));
 }
+#endif
 
 // Counts the writes that reach it, and fails from one of them on.
 class CountingStream final : public Stream {
