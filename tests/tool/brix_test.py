@@ -144,7 +144,7 @@ class Listing(ToolTest):
         self.assertEqual([line[14:] for line in lines[1:]], [
             "readme.txt", "cabin.zip  [zip]", "  chest.zip  [zip]", "    chest.txt", "    treasure.zip  [zip]",
             "      map.txt", "      coins.csv", "  log.txt", "  note.txt"])
-        self.assertEqual(lines[6], "          17        map.txt")
+        self.assertEqual(lines[6], "          18        map.txt")
 
     def test_json(self):
         self.file("n.zip", NESTED)

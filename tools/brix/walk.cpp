@@ -140,7 +140,7 @@ const ResultText& TextOf(MemberResult result) {
       {"ok", "", kExitInspected},
       {"encrypted", "encrypted, not extracted", kExitMember},
       {"unsupported", "compression method not supported, not extracted", kExitMember},
-      {"damaged", "damaged, not extracted", kExitMember},
+      {"damaged", "damaged or of an unknown method, not extracted", kExitMember},
       {"size-limit", "cut at the size limit (--max-size)", kExitLimit},
       {"ratio-limit", "dropped, compression ratio above the limit (--max-ratio)", kExitLimit},
       {"depth-limit", "a container at the nesting limit, not looked into (--max-depth)", kExitLimit},
