@@ -14,30 +14,32 @@ namespace brix {
 
 enum class DeflateMode { kDeflate, kDeflate64 };
 
-// Decodes one stream over as many calls as its owner likes: the window, the tables of a block in progress and what was
-// decoded beyond a call's limit are kept from call to call. Reset prepares it for the next stream without giving back
-// memory.
+// Decodes one stream over as many calls as its owner likes: the window, the tables of a block in progress and
+// what was decoded beyond a call's limit are kept from call to call. Reset prepares it for the next stream
+// without giving back memory.
 //
 // Memory, taken by the first call: 32 KiB of input, and history plus pending output: 32 + 96 KiB (Deflate) or
 // 64 + 192 KiB (Deflate64), of which only what is used is ever touched.
 class DeflateDecoder final : public Decoder {
  public:
-  // raw_stored_length  non-zero: the header of a stored block is LEN alone; zero: NLEN follows and must be its
+  // raw_stored_length  non-zero: the header of a stored block is LEN alone; zero: NLEN follows and must be
+  // its
   //                    complement.
   explicit DeflateDecoder(DeflateMode mode = DeflateMode::kDeflate, uint32_t raw_stored_length = 0);
   ~DeflateDecoder() override;
 
-  // Produces up to `*limit` bytes more of the stream: written to `out` behind those of the calls before, and counted
-  // in `*limit`. Fewer than asked, with true, means that the stream has ended. `in` holds the whole stream from its
-  // first byte at offset 0 at every call; data behind the final block are not looked at. A failure shows when all
-  // that was decoded before it has been delivered, and sticks.
+  // Produces up to `*limit` bytes more of the stream: written to `out` behind those of the calls before, and
+  // counted in `*limit`. Fewer than asked, with true, means that the stream has ended. `in` holds the whole
+  // stream from its first byte at offset 0 at every call; data behind the final block are not looked at. A
+  // failure shows when all that was decoded before it has been delivered, and sticks.
   [[nodiscard]] bool Decode(Stream& in, Stream& out, uint32_t* limit) override;
 
   // Begins a new stream: input from offset 0, output from offset 0, no history.
   void Reset();
 
-  // Begins a new run of blocks with the history of the former one, as cabinets chain their blocks: input from offset
-  // 0, at a block header; output goes on behind what was produced so far, or from offset 0 with `restart_output`.
+  // Begins a new run of blocks with the history of the former one, as cabinets chain their blocks: input from
+  // offset 0, at a block header; output goes on behind what was produced so far, or from offset 0 with
+  // `restart_output`.
   void ResetKeepingHistory(bool restart_output);
 
   // True once the final block was decoded and everything was delivered.

@@ -1,11 +1,12 @@
 // deflate_loop.h - the two loops that decode the symbols of a block; included by deflate_decoder.cpp alone.
 //
-// The fast loop runs while kFastInput bytes of input are left and the output has not reached `out_stop`. A turn takes
-// up to three literals, or up to two literals and a match, without a bound check: it reads at most 24 bytes of input
-// and writes at most 3 + MaxMatch + kCopySlack bytes behind `out_stop`, for which the buffer has room. The careful
-// loop takes one symbol a turn and serves the last bytes of the input.
+// The fast loop runs while kFastInput bytes of input are left and the output has not reached `out_stop`. A
+// turn takes up to three literals, or up to two literals and a match, without a bound check: it reads at most
+// 24 bytes of input and writes at most 3 + MaxMatch + kCopySlack bytes behind `out_stop`, for which the
+// buffer has room. The careful loop takes one symbol a turn and serves the last bytes of the input.
 //
-// A match copies from at most out - begin bytes back, which is checked for each; nothing else bounds a distance.
+// A match copies from at most out - begin bytes back, which is checked for each; nothing else bounds a
+// distance.
 #pragma once
 
 #include <cstdint>
@@ -38,7 +39,8 @@ struct Output {
 // Bytes that CopyMatch may write behind the end of a match.
 inline constexpr uint32_t kCopySlack = 32;
 
-// Copies `length` bytes from `distance` back, where the two may overlap. Writes up to kCopySlack bytes too many.
+// Copies `length` bytes from `distance` back, where the two may overlap. Writes up to kCopySlack bytes too
+// many.
 BRIX_ALWAYS_INLINE void CopyMatch(uint8_t* to, uint32_t distance, uint32_t length) {
   const uint8_t* from = to - distance;
   uint8_t* const end = to + length;
@@ -80,16 +82,30 @@ BRIX_ALWAYS_INLINE void CopyMatch(uint8_t* to, uint32_t distance, uint32_t lengt
   }
 }
 
+// The low n bits of a value; n is the low byte of `n`, below 64. With BMI2 that is one instruction, which
+// compilers do not find by themselves.
+template <bool kBmi2>
+BRIX_ALWAYS_INLINE uint64_t LowBits(uint64_t value, uint32_t n) {
+  if constexpr (kBmi2) {
+    uint64_t low;
+    __asm__("bzhi %2, %1, %0" : "=r"(low) : "r"(value), "r"(uint64_t{n}) : "cc");
+    return low;
+  } else {
+    return value & ((uint64_t{1} << (n & 63)) - 1);
+  }
+}
+
 // The extra bits of a symbol, out of the bit buffer as it stood before the symbol was dropped.
+template <bool kBmi2>
 BRIX_ALWAYS_INLINE uint32_t ExtraBits(uint64_t saved, uint32_t entry) {
-  return static_cast<uint32_t>((saved & ((uint64_t{1} << (entry & 63)) - 1)) >> (entry >> 8 & 63));
+  return static_cast<uint32_t>(LowBits<kBmi2>(saved, entry) >> (entry >> 8 & 63));
 }
 
 BRIX_ALWAYS_INLINE uint32_t SubtableIndex(uint64_t bits, uint32_t entry) {
-  return (entry >> kTableValueShift) + static_cast<uint32_t>(bits & ((uint64_t{1} << (entry >> 8 & 15)) - 1));
+  return (entry >> kTableValueShift) + static_cast<uint32_t>(LowBits<false>(bits, entry >> 8 & 15));
 }
 
-template <bool kDeflate64>
+template <bool kDeflate64, bool kBmi2>
 BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in, Output& output) {
   // A distance takes at most this many bits, and the next symbol's lookup the root bits.
   constexpr uint32_t kDistanceBits = kMaxCodeBits + (kDeflate64 ? 14 : 13);
@@ -100,7 +116,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
   const uint8_t* next = in.next;
   const uint8_t* const fast_end = in.end - LsbBitReader::kFastInput;
   uint64_t bits = in.bits;
-  uint32_t count = in.count;
+  uint64_t count = in.count;
   uint8_t* out = output.out;
   uint8_t* const out_stop = output.out_stop;
   const uint8_t* const begin = output.begin;
@@ -161,9 +177,10 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
         goto done;
       }
     }
-    const uint32_t length = (entry >> kTableValueShift) + ExtraBits(saved, entry);
+    const uint32_t length = (entry >> kTableValueShift) + ExtraBits<kBmi2>(saved, entry);
 
-    // Bits so far: two literals and a length, at most 22 + 31 of the 64 that the refill made valid to look at.
+    // Bits so far: two literals and a length, at most 22 + 31 of the 64 that the refill made valid to look
+    // at.
     entry = distances[bits & distance_mask];
     if (entry & kTableSubtable) [[unlikely]] {
       if (entry & kTableStop) {
@@ -182,7 +199,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
     }
     saved = bits;
     drop(entry);
-    const uint32_t distance = (entry >> kTableValueShift) + ExtraBits(saved, entry);
+    const uint32_t distance = (entry >> kTableValueShift) + ExtraBits<kBmi2>(saved, entry);
     if (distance > static_cast<uint64_t>(out - begin)) [[unlikely]] {
       result = LoopEnd::kBad;
       goto done;
@@ -198,7 +215,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
 done:
   in.next = next;
   in.bits = bits;
-  in.count = count & 63;
+  in.count = static_cast<uint32_t>(count & 63);
   output.out = out;
   return result;
 }
@@ -215,7 +232,7 @@ LoopEnd CarefulLoop(const BlockTables& tables, LsbBitReader& in, Output& output)
       in.Drop(entry & 63);
       entry = table[SubtableIndex(in.bits, entry)];
     }
-    *value = ((entry & ~kTableLiteral) >> kTableValueShift) + ExtraBits(in.bits, entry);
+    *value = ((entry & ~kTableLiteral) >> kTableValueShift) + ExtraBits<false>(in.bits, entry);
     in.Drop(entry & 63);
     return entry;
   };

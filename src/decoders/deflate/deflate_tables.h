@@ -13,7 +13,8 @@ inline constexpr uint32_t kDistanceSymbols = 32;
 inline constexpr uint32_t kPrecodeSymbols = 19;
 inline constexpr uint32_t kEndOfBlock = 256;
 
-// Root bits, and entries enough for every complete code of these symbol counts with codes of at most 15 (7) bits.
+// Root bits, and entries enough for every complete code of these symbol counts with codes of at most 15 (7)
+// bits.
 inline constexpr uint32_t kLitLenRootBits = 11;
 inline constexpr uint32_t kDistanceRootBits = 8;
 inline constexpr uint32_t kPrecodeRootBits = 7;
@@ -25,10 +26,12 @@ inline constexpr uint32_t kPrecodeEntries = 1u << kPrecodeRootBits;
 constexpr uint32_t MaxMatch(bool deflate64) { return deflate64 ? 65538 : 258; }
 constexpr uint32_t WindowSize(bool deflate64) { return deflate64 ? 65536 : 32768; }
 
-constexpr uint32_t Entry(uint32_t base, uint32_t extra_bits) { return (base << kTableValueShift) | extra_bits; }
+constexpr uint32_t Entry(uint32_t base, uint32_t extra_bits) {
+  return (base << kTableValueShift) | extra_bits;
+}
 
-// Literals, the end of the block, and match lengths with their extra bits. Symbols 286 and 287 have codes in the fixed
-// set but mean nothing. Deflate64 gives the last length symbol 16 extra bits on a base of 3.
+// Literals, the end of the block, and match lengths with their extra bits. Symbols 286 and 287 have codes in
+// the fixed set but mean nothing. Deflate64 gives the last length symbol 16 extra bits on a base of 3.
 constexpr std::array<uint32_t, kLitLenSymbols> LitLenSymbols(bool deflate64) {
   std::array<uint32_t, kLitLenSymbols> symbols{};
   for (uint32_t s = 0; s < kEndOfBlock; ++s) symbols[s] = kTableLiteral | Entry(s, 0);
@@ -67,7 +70,7 @@ constexpr std::array<uint32_t, kPrecodeSymbols> PrecodeSymbols() {
 struct BlockTables {
   std::array<uint32_t, kLitLenEntries> litlen;
   std::array<uint32_t, kDistanceEntries> distance;
-  uint32_t litlen_bits;    // root bits in use
+  uint32_t litlen_bits;  // root bits in use
   uint32_t distance_bits;
 };
 
