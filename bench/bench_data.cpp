@@ -21,7 +21,8 @@ std::vector<uint8_t> GeneratedText(size_t size) {
   while (text.size() < size) {
     const uint64_t pick = next() % (1 + next() % 4000);
     uint64_t letters = pick * 2654435761u + 12345;
-    for (uint64_t n = 2 + pick % 7; n != 0; --n, letters /= 19) text.push_back(static_cast<uint8_t>('a' + letters % 19));
+    for (uint64_t n = 2 + pick % 7; n != 0; --n, letters /= 19)
+      text.push_back(static_cast<uint8_t>('a' + letters % 19));
     text.push_back(next() % 12 == 0 ? '\n' : ' ');
   }
   text.resize(size);

@@ -1,7 +1,7 @@
 // inflate_bench.cpp - our inflater through its own interface against the fastest open ones, in one run.
 //
-// Ours reads a memory stream and writes a memory stream, or a stream that discards. The peers get whole buffers, which
-// is the most that they can be given. All decode the same stream, made by zlib at level 6.
+// Ours reads a memory stream and writes a memory stream, or a stream that discards. The peers get whole
+// buffers, which is the most that they can be given. All decode the same stream, made by zlib at level 6.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -25,7 +25,7 @@ namespace {
 
 struct Input {
   std::vector<uint8_t> plain;
-  std::vector<uint8_t> deflated;  // raw Deflate
+  std::vector<uint8_t> deflated;            // raw Deflate
   std::vector<std::vector<uint8_t>> small;  // the same cut into pieces of 2 KiB, each a stream of its own
   size_t small_plain = 0;
 };
@@ -131,7 +131,8 @@ void BM_Libdeflate(benchmark::State& state) {
   std::vector<uint8_t> out(input.plain.size());
   for (auto _ : state) {
     size_t got = 0;
-    libdeflate_deflate_decompress(d, input.deflated.data(), input.deflated.size(), out.data(), out.size(), &got);
+    libdeflate_deflate_decompress(d, input.deflated.data(), input.deflated.size(), out.data(), out.size(),
+                                  &got);
     benchmark::DoNotOptimize(got);
   }
   Check(state, out == input.plain);

@@ -59,7 +59,7 @@ bool ChunkBuffer::Append(const void* bytes, uint32_t length) {
   chunk->length = length;
   last_->next = std::move(chunk);
   last_ = last_->next.get();
-  length_is_stale_ = true;
+  length_ = before + length;  // known, so that a run of appends does not walk the chain each time
   return true;
 }
 

@@ -7,21 +7,25 @@
 
 namespace brix {
 
-// Moves the unread bytes to the front of the piece and fills up what is free. A failed or short read is the end.
-// Whole bytes in `bits` go back first: AlignToByte finds them in the piece that way.
+// Moves the unread bytes to the front of the piece and reads behind them, until a turn of a fast loop has
+// enough. Whole bytes in `bits` go back first: AlignToByte finds them in the piece that way. A stream may
+// hand out less than it was asked for before its end; only a failed or empty read is the end.
 void LsbBitReader::ReadMore() {
   if (ended_) return;
   GiveBackBytes();
   const auto unread = static_cast<uint32_t>(end - next);
   uint8_t* const front = piece_.data();
   if (unread != 0) std::memmove(front, next, unread);
+  uint32_t filled = unread;
+  do {
+    const uint32_t room = kPiece - filled;
+    uint32_t got = 0;
+    if (!in_->ReadAt(offset_, front + filled, room, &got) || got > room) got = 0;
+    filled += got;
+    ended_ = got == 0 || !CheckedAdd(&offset_, got);
+  } while (!ended_ && filled < kFastInput);
   next = front;
-  end = front + unread;
-  const uint32_t room = kPiece - unread;
-  uint32_t got = 0;
-  if (!in_->ReadAt(offset_, front + unread, room, &got) || got > room) got = 0;
-  ended_ = got < room || !CheckedAdd(&offset_, got);
-  end += got;
+  end = front + filled;
 }
 
 void LsbBitReader::RefillSlowly() {
@@ -38,7 +42,8 @@ void LsbBitReader::RefillSlowly() {
   }
 }
 
-// Invented bytes are not there to be given back; with more of them than whole bytes, ok() is false and stays so.
+// Invented bytes are not there to be given back; with more of them than whole bytes, ok() is false and stays
+// so.
 void LsbBitReader::GiveBackBytes() {
   count &= 63;
   const uint32_t whole_bytes = count / 8;

@@ -3,6 +3,22 @@
 
 #include <array>
 
+#include "formats/classic/arj/arj_detect.h"
+#include "formats/classic/bzip2/bzip2_detect.h"
+#include "formats/classic/gzip/gzip_detect.h"
+#include "formats/classic/lha/lha_detect.h"
+#include "formats/classic/qxzip/qxzip_detect.h"
+#include "formats/classic/tar/tar_detect.h"
+#include "formats/classic/unixz/unixz_detect.h"
+#include "formats/classic/zip/zip_detect.h"
+#include "formats/classic/zip/zip_handler.h"
+#include "formats/installers/nsis/nsis_detect.h"
+#include "formats/installers/rar/rar_detect.h"
+#include "formats/mail/mime/mime_detect.h"
+#include "formats/mail/tnef/tnef_detect.h"
+#include "formats/microsoft/cabinet/cabinet_detect.h"
+#include "formats/microsoft/chm/chm_detect.h"
+#include "formats/microsoft/sfx/sfx_detect.h"
 #include "formats/microsoft/szdd/szdd_handler.h"
 
 namespace brix {
@@ -11,7 +27,25 @@ namespace {
 
 // The order is a contract: the first row that answers yes wins.
 constexpr std::array kRows = {
+    FormatEntry{16, zip::DetectZip,
+                zip::CreateZipHandler},  // before SFX: a stub with an intact directory is a ZIP
+    FormatEntry{6, sfx::DetectSfx, nullptr},
+    FormatEntry{5, chm::DetectChm, nullptr},
+    FormatEntry{1, arj::DetectArj, nullptr},
+    FormatEntry{8, lha::DetectLha, nullptr},
+    FormatEntry{13, tar::DetectTar, nullptr},  // before GZIP: a tar inside gzip is a tar
+    FormatEntry{7, gzip::DetectGzip, nullptr},
+    FormatEntry{2, bzip2::DetectBzip2, nullptr},
+    FormatEntry{15, unixz::DetectUnixZ, nullptr},
+    FormatEntry{14, tnef::DetectTnef, nullptr},
     FormatEntry{10, szdd::DetectSzdd, szdd::CreateSzddHandler},
+    FormatEntry{4, qxzip::DetectQxZip, nullptr},
+    // The compound-file formats stand here: Word, Excel, PowerPoint, package, installer database.
+    FormatEntry{21, nsis::DetectNsis, nullptr},
+    // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
+    FormatEntry{3, cabinet::DetectCabinet, nullptr},
+    FormatEntry{12, rar::DetectRar, nullptr},
+    FormatEntry{9, mime::DetectMime, nullptr},
 };
 
 consteval bool IdsAreUnique() {

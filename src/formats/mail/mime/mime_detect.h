@@ -1,0 +1,19 @@
+// mime_detect.h - the mail recogniser.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "core/format_table.h"
+
+namespace brix::mime {
+
+// With kDetectMailHint the whole header block is looked at, otherwise the first kilobyte. `in` may be a view
+// that starts at an enclosed message.
+[[nodiscard]] bool DetectMime(Stream& in, uint32_t detect_flags, const FormatTable& formats);
+
+// Whether a line, without its line end, may hold uuencoded data: its first character gives a byte count that
+// fits its length.
+[[nodiscard]] bool IsUuencodedLine(std::span<const uint8_t> line);
+
+}  // namespace brix::mime

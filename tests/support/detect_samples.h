@@ -1,0 +1,57 @@
+// detect_samples.h - the smallest inputs that each detector accepts.
+#pragma once
+
+#include <cstdint>
+#include <numeric>
+#include <string_view>
+
+#include "core/crc32.h"
+#include "core/memory_stream.h"
+#include "support/bytes.h"
+
+namespace brix {
+
+// What a locate function of a format answers; -1 when it finds nothing.
+inline int64_t PlaceOf(bool (*locate)(Stream& in, uint32_t* at), const Bytes& file) {
+  FixedMemoryStream in(file.data);
+  uint32_t at = 0;
+  return locate(in, &at) ? int64_t{at} : -1;
+}
+
+inline Bytes ArjSample(uint32_t header_size = 30) {
+  Bytes header;
+  header.U8(30).Fill(header_size - 1, 0x5A);
+  return Bytes().U8(0x60).U8(0xEA).U16(header_size).Raw(header).U32(Crc32(header.data));
+}
+
+inline Bytes LhaSample(std::string_view method = "-lh5-", uint32_t size = 30) {
+  Bytes header;
+  header.Text(method).Fill(size - method.size(), 1);
+  const uint32_t sum = std::accumulate(header.data.begin(), header.data.end(), 0u);
+  return Bytes().U8(size).U8(sum & 0xFF).Raw(header);
+}
+
+// A header block; the checksum field is filled in last.
+inline Bytes TarSample(std::string_view size = "00000000144", std::string_view name = "hello.txt") {
+  Bytes block = Bytes().Text(name).PadTo(124).Text(size).PadTo(148).Text("        ").U8('0').PadTo(512);
+  const uint32_t sum = std::accumulate(block.data.begin(), block.data.end(), 0u);
+  constexpr std::string_view kDigits = "01234567";
+  for (uint32_t i = 0; i < 6; ++i)
+    block.PatchU8(148 + i, static_cast<uint8_t>(kDigits[(sum >> (3 * (5 - i))) & 7]));
+  return block.PatchU8(154, 0);
+}
+
+// A gzip file of one stored block. `fields` stand behind the fixed header, as `flags` say.
+inline Bytes GzipSample(const Bytes& content, uint32_t flags = 0, const Bytes& fields = Bytes()) {
+  Bytes file = Bytes().U8(0x1F).U8(0x8B).U8(8).U8(flags).Fill(6, 0).Raw(fields);
+  file.U8(1).U16(content.size()).U16(~content.size() & 0xFFFF).Raw(content);
+  return file.U32(Crc32(content.data)).U32(content.size());
+}
+
+inline Bytes CabinetSample() {
+  return Bytes().Text("MSCF").U32(0).U32(200).U32(0).U32(44).U32(0).U8(3).U8(1).U16(1).U16(1).Fill(6, 0);
+}
+
+inline Bytes RarSample() { return Bytes().Text("Rar!\x1A\x07").U8(0).Fill(8, 0x73); }
+
+}  // namespace brix
