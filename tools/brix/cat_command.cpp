@@ -1,0 +1,71 @@
+// cat_command.cpp - `brix cat`: one member's bytes to standard output.
+//
+// Only the containers on the way to the member are extracted. A member is addressed by the path that `brix
+// ls` shows in its tree, the names joined by '/'; both the stored bytes and the escaped spelling of the
+// listing are understood. With several members of one path the first is taken.
+#include <cstdio>
+
+#include "commands.h"
+#include "system.h"
+#include "text.h"
+
+namespace brix::tool {
+
+namespace {
+
+class Printer : public Visitor {
+ public:
+  explicit Printer(const std::string& wanted) : wanted_(wanted) {}
+
+  Want Choose(std::string_view path) override {
+    if (Leads(path) || Leads(EscapeForTerminal(path))) return is_exact_ ? Want::kData : Want::kSize;
+    return Want::kSkip;
+  }
+
+  bool OnMember(const Member& member) override {
+    if (!is_exact_) return true;
+    found_ = true;
+    if (member.data == nullptr) return false;
+    written_ = std::fwrite(member.data, 1, member.size, stdout) == member.size && std::fflush(stdout) == 0;
+    return false;
+  }
+
+  [[nodiscard]] bool found() const { return found_; }
+  [[nodiscard]] bool written() const { return written_; }
+
+ private:
+  // Whether the wanted path is this one or goes on below it.
+  bool Leads(std::string_view path) {
+    if (wanted_.compare(0, path.size(), path) != 0) return false;
+    is_exact_ = wanted_.size() == path.size();
+    return is_exact_ || wanted_[path.size()] == '/';
+  }
+
+  const std::string& wanted_;
+  bool is_exact_ = false;  // of the path asked about last
+  bool found_ = false;
+  bool written_ = true;
+};
+
+}  // namespace
+
+int RunCat(const Options& options) {
+  const ToolkitPtr toolkit = MakeToolkit(options.limits);
+  MakeStandardOutputBinary();
+  return RunFiles(options.files, 1, [&](size_t index, Report& report) {
+    const std::string& file = options.files[index];
+    OpenFile input;
+    ExitCode code = kExitInspected;
+    std::string why;
+    if (!input.Open(toolkit.get(), file, &code, &why)) {
+      report.Problem(code, file, {}, why);
+      return;
+    }
+    Printer printer(options.member);
+    WalkArchive(input.archive(), file, options.limits, &printer, &report);
+    if (!printer.found()) report.Problem(kExitCannotRead, file, options.member, "no such member");
+    if (!printer.written()) report.Problem(kExitCannotRead, {}, {}, "cannot write to standard output");
+  });
+}
+
+}  // namespace brix::tool

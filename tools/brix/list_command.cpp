@@ -1,0 +1,140 @@
+// list_command.cpp - `brix ls`: the whole tree inside each file, as indented text or as JSON lines.
+//
+// The text is the same on a terminal and in a pipe. A line is held back until the next member shows whether
+// the walk went into this one, because its type stands at the end of its line.
+#include <cstdio>
+
+#include "commands.h"
+#include "text.h"
+#include "type_names.h"
+
+namespace brix::tool {
+
+namespace {
+
+class Lister : public Visitor {
+ public:
+  Lister(const std::string& file, bool json, Report* report) : file_(file), json_(json), report_(report) {}
+
+  bool OnMember(const Member& member) override {
+    Flush();
+    held_ = true;
+    depth_ = member.depth;
+    container_ = member.container;
+    size_ = member.size;
+    name_ = member.name;
+    path_ = member.path;
+    result_ = member.result;
+    type_ = BRIX_TYPE_NONE;
+    // A problem is reported right after this call; its line belongs behind the member's.
+    if (result_ != MemberResult::kOk) Flush();
+    return true;
+  }
+
+  void OnEnter(uint32_t type) override {
+    type_ = type;
+    Flush();
+  }
+
+  void OnBrokenContainer(std::string_view path, uint32_t depth) override {
+    Flush();
+    if (!json_) return;
+    std::string line = "{";
+    AppendJsonText("file", file_, &line);
+    if (!path.empty()) {
+      line += ",\"depth\":" + std::to_string(depth) + ',';
+      AppendJsonText("path", path, &line);
+    }
+    line += ",\"status\":\"damaged-list\"}\n";
+    report_->Out(line);
+  }
+
+  void Flush() {
+    if (!held_) return;
+    held_ = false;
+    report_->Out(json_ ? JsonLine() : TextLine());
+  }
+
+ private:
+  [[nodiscard]] bool HasSize() const {
+    return result_ == MemberResult::kOk || result_ == MemberResult::kSizeLimit ||
+           result_ == MemberResult::kDepthLimit;
+  }
+
+  [[nodiscard]] std::string TextLine() const {
+    char size[16] = "           -";
+    if (HasSize()) std::snprintf(size, sizeof size, "%12u", size_);
+    std::string line = size;
+    line.append(2 + size_t{2} * depth_, ' ');
+    line += EscapeForTerminal(name_);
+    if (type_ != BRIX_TYPE_NONE) line += std::string("  [") + NameOfType(type_).word + "]";
+    if (result_ != MemberResult::kOk) line += std::string("  (") + TextOf(result_).word + ")";
+    return line + "\n";
+  }
+
+  [[nodiscard]] std::string JsonLine() const {
+    std::string line = "{";
+    AppendJsonText("file", file_, &line);
+    line += ",\"depth\":" + std::to_string(depth_) + ',';
+    AppendJsonText("container", NameOfType(container_).word, &line);
+    line += ',';
+    AppendJsonText("name", name_, &line);
+    line += ',';
+    AppendJsonText("path", path_, &line);
+    line += ",\"size\":" + (HasSize() ? std::to_string(size_) : "null") + ',';
+    AppendJsonText("status", TextOf(result_).word, &line);
+    if (type_ != BRIX_TYPE_NONE) {
+      line += ',';
+      AppendJsonText("type", NameOfType(type_).word, &line);
+    }
+    return line + "}\n";
+  }
+
+  const std::string& file_;
+  const bool json_;
+  Report* report_;
+  // The member whose line is held back.
+  bool held_ = false;
+  uint32_t depth_ = 0;
+  uint32_t container_ = 0;
+  uint32_t size_ = 0;
+  uint32_t type_ = 0;
+  std::string name_;
+  std::string path_;
+  MemberResult result_ = MemberResult::kOk;
+};
+
+void ListFailure(const Options& options, const std::string& file, ExitCode code, Report* report) {
+  if (!options.json) return;
+  std::string line = "{";
+  AppendJsonText("file", file, &line);
+  line += ',';
+  AppendJsonText("status", code == kExitNotArchive ? "not-an-archive" : "unreadable", &line);
+  report->Out(line + "}\n");
+}
+
+}  // namespace
+
+int RunList(const Options& options) {
+  const ToolkitPtr toolkit = MakeToolkit(options.limits);
+  return RunFiles(options.files, options.jobs, [&](size_t index, Report& report) {
+    const std::string& file = options.files[index];
+    OpenFile input;
+    ExitCode code = kExitInspected;
+    std::string why;
+    if (!input.Open(toolkit.get(), file, &code, &why)) {
+      ListFailure(options, file, code, &report);
+      report.Problem(code, file, {}, why);
+      return;
+    }
+    ArcTk2Archive archive = input.archive();
+    uint32_t type = BRIX_TYPE_NONE;
+    ArcTk2_ArchiveGetTopLevelType(&archive, &type);
+    if (!options.json) report.Out(EscapeForTerminal(file) + "  [" + NameOfType(type).word + "]\n");
+    Lister lister(file, options.json, &report);
+    WalkArchive(archive, file, options.limits, &lister, &report);
+    lister.Flush();
+  });
+}
+
+}  // namespace brix::tool

@@ -1,0 +1,141 @@
+// main.cpp - the command line of brix, a host program of brixcore.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <thread>
+
+#include "commands.h"
+#include "system.h"
+
+namespace brix::tool {
+
+namespace {
+
+constexpr char kFooter[] =
+    "Exit codes: 0 everything inspected; 1 something inside is damaged, encrypted or\n"
+    "unsupported; 2 a limit cut something; 3 a file is not an archive; 4 a file cannot\n"
+    "be read or output cannot be written; 64 wrong usage. The highest one wins.";
+
+// Bytes, also as 64K, 10M or 4G. False: not a number from 1 to 4294967295.
+bool ParseSize(const std::string& text, uint32_t* value) {
+  constexpr uint64_t kMax = UINT32_MAX;
+  uint64_t number = 0;
+  size_t at = 0;
+  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+    number = number * 10 + static_cast<uint64_t>(text[at] - '0');
+    if (number > kMax) return false;
+  }
+  if (at == 0) return false;
+  const std::string unit = text.substr(at);
+  if (unit == "K" || unit == "k")
+    number <<= 10;
+  else if (unit == "M" || unit == "m")
+    number <<= 20;
+  else if (unit == "G" || unit == "g")
+    number <<= 30;
+  else if (!unit.empty())
+    return false;
+  *value = static_cast<uint32_t>(number);
+  return number >= 1 && number <= kMax;
+}
+
+void AddFiles(CLI::App* command, Options* options) {
+  command->add_option("FILE", options->files, "Files to look into; - is standard input")->required();
+}
+
+void AddLimits(CLI::App* command, Options* options) {
+  const CLI::Range positive(uint32_t{1}, UINT32_MAX);
+  command
+      ->add_option("--max-depth", options->limits.max_depth,
+                   "Levels of containers to walk; 1: only the file itself")
+      ->check(positive)
+      ->capture_default_str();
+  command
+      ->add_option_function<std::string>(
+          "--max-size",
+          [options](const std::string& text) {
+            if (!ParseSize(text, &options->limits.max_size)) {
+              throw CLI::ValidationError("--max-size", "must be 1 to 4294967295 bytes, such as 64K or 50M");
+            }
+          },
+          "Bytes one member may yield, K, M and G allowed")
+      ->default_str("50M");
+  command
+      ->add_option("--max-ratio", options->limits.max_ratio,
+                   "Bytes out for each byte of the smallest container")
+      ->check(positive)
+      ->capture_default_str();
+}
+
+void AddJobs(CLI::App* command, Options* options) {
+  command->add_option("-j,--jobs", options->jobs, "Files to work on at once; 0: one for each processor")
+      ->check(CLI::Range(0u, 1024u));
+}
+
+int Parse(CLI::App* app, const std::vector<std::string>& arguments) {
+  std::vector<std::string> reversed(arguments.rbegin(), arguments.rend() - 1);
+  try {
+    app->parse(std::move(reversed));
+  } catch (const CLI::Success& answer) {  // --help, --version
+    return app->exit(answer);
+  } catch (const CLI::ParseError& error) {
+    app->exit(error);
+    return kExitUsage;
+  }
+  return -1;
+}
+
+int Main(const std::vector<std::string>& arguments) {
+  CLI::App app("Looks inside archives, mail and documents, and inside what is inside them.", "brix");
+  Options options;
+  app.set_version_flag("--version", "brix " BRIX_VERSION);
+  app.require_subcommand(1);
+  app.footer(kFooter);
+
+  CLI::App* id = app.add_subcommand("id", "Say what each file is");
+  AddFiles(id, &options);
+  AddJobs(id, &options);
+  id->add_flag("--json", options.json, "One JSON object for each file");
+
+  CLI::App* ls = app.add_subcommand("ls", "List everything inside, at every depth");
+  AddFiles(ls, &options);
+  AddJobs(ls, &options);
+  AddLimits(ls, &options);
+  ls->add_flag("--json", options.json, "One JSON object for each member");
+
+  CLI::App* x = app.add_subcommand("x", "Extract everything inside, at every depth");
+  AddFiles(x, &options);
+  x->add_option("-o,--output", options.target, "Directory to write to; made when missing")->required();
+  AddJobs(x, &options);
+  AddLimits(x, &options);
+  x->add_flag("-v,--verbose", options.verbose, "Name each file written");
+
+  CLI::App* cat = app.add_subcommand("cat", "Write one member to standard output");
+  std::string file;
+  cat->add_option("FILE", file, "The file; - is standard input")->required();
+  cat->add_option("MEMBER", options.member, "Its path as ls shows it, such as inner.zip/a.txt")->required();
+  AddLimits(cat, &options);
+
+  const int exit_code = Parse(&app, arguments);
+  if (exit_code >= 0) return exit_code;
+  if (options.jobs == 0) options.jobs = std::max(1u, std::thread::hardware_concurrency());
+  if (*id) return RunId(options);
+  if (*ls) return RunList(options);
+  if (*x) return RunExtract(options);
+  options.files = {file};
+  return RunCat(options);
+}
+
+}  // namespace
+
+}  // namespace brix::tool
+
+int main(int argc, char** argv) {
+  try {
+    return brix::tool::Main(brix::tool::Arguments(argc, argv));
+  } catch (const std::bad_alloc&) {
+    std::fputs("brix: out of memory\n", stderr);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "brix: %s\n", error.what());
+  }
+  return brix::tool::kExitCannotRead;
+}

@@ -1,0 +1,163 @@
+#include "report.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <thread>
+
+#include "system.h"
+#include "text.h"
+
+namespace brix::tool {
+
+namespace {
+
+constexpr size_t kFlushBytes = 1 << 16;
+constexpr size_t kFilesAhead = 16;  // for each job: how far work may run ahead of the file printed next
+
+bool WriteAll(std::string_view text, FILE* to) {
+  return std::fwrite(text.data(), 1, text.size(), to) == text.size();
+}
+
+}  // namespace
+
+Progress::Progress() : on_(ErrorIsTerminal()), next_(Clock::now() + std::chrono::milliseconds(500)) {}
+
+void Progress::Tick(std::string_view file, uint32_t bytes) {
+  if (!on_) return;
+  ++members_;
+  bytes_ += bytes;
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (!lock.owns_lock() || Clock::now() < next_) return;
+  next_ = Clock::now() + std::chrono::milliseconds(200);
+  shown_ = true;
+  const double mebibytes = static_cast<double>(bytes_) / 1048576.0;
+  std::fprintf(stderr, "\r\x1b[K%llu members, %.1f MiB, in %.60s", static_cast<unsigned long long>(members_),
+               mebibytes, EscapeForTerminal(file).c_str());
+}
+
+void Progress::Clear() {
+  if (!on_) return;
+  const std::lock_guard lock(mutex_);
+  if (shown_) std::fputs("\r\x1b[K", stderr);
+  shown_ = false;
+}
+
+void Report::Out(std::string_view text) {
+  static const size_t flush_at = OutputIsTerminal() ? 0 : kFlushBytes;
+  if (pieces_.empty() || pieces_.back().is_error) pieces_.push_back({false, {}});
+  pieces_.back().text += text;
+  if (live_ && pieces_.back().text.size() > flush_at) printed_ = Print() && printed_;
+}
+
+void Report::Problem(ExitCode code, std::string_view file, std::string_view member, std::string_view why) {
+  NoteExitCode(code);
+  std::string line = "brix: ";
+  if (!file.empty()) line += EscapeForTerminal(file) + ": ";
+  if (!member.empty()) line += EscapeForTerminal(member) + ": ";
+  line += why;
+  line += '\n';
+  pieces_.push_back({true, std::move(line)});
+  if (live_) printed_ = Print() && printed_;
+}
+
+bool Report::Print() {
+  if (!pieces_.empty()) progress_->Clear();
+  for (const Piece& piece : pieces_) {
+    printed_ = WriteAll(piece.text, piece.is_error ? stderr : stdout) && printed_;
+    if (!piece.is_error) printed_ = std::fflush(stdout) == 0 && printed_;
+  }
+  pieces_.clear();
+  return printed_;
+}
+
+namespace {
+
+// Hands file numbers to the threads and their reports back in order.
+class Queue {
+ public:
+  Queue(size_t count, size_t ahead) : count_(count), ahead_(ahead), done_(count) {}
+
+  // The next file to work on; count when there is none left.
+  size_t Take() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return taken_ == count_ || taken_ < printed_ + ahead_; });
+    return taken_ == count_ ? count_ : taken_++;
+  }
+
+  void Finish(size_t index, std::unique_ptr<Report> report) {
+    const std::lock_guard lock(mutex_);
+    done_[index] = std::move(report);
+    changed_.notify_all();
+  }
+
+  // Waits for the file to be printed next.
+  std::unique_ptr<Report> Next() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return done_[printed_] != nullptr; });
+    std::unique_ptr<Report> report = std::move(done_[printed_++]);
+    changed_.notify_all();
+    return report;
+  }
+
+ private:
+  const size_t count_;
+  const size_t ahead_;
+  std::mutex mutex_;  // guards all below
+  std::condition_variable changed_;
+  std::vector<std::unique_ptr<Report>> done_;
+  size_t taken_ = 0;
+  size_t printed_ = 0;
+};
+
+// One file must not end the work on the others.
+void RunOne(const std::vector<std::string>& files, size_t index,
+            const std::function<void(size_t index, Report&)>& work, Report* report) {
+  try {
+    work(index, *report);
+  } catch (const std::bad_alloc&) {
+    report->Problem(kExitCannotRead, files[index], {}, "out of memory");
+  }
+}
+
+}  // namespace
+
+int RunFiles(const std::vector<std::string>& files, unsigned jobs,
+             const std::function<void(size_t index, Report&)>& work) {
+  Progress progress;
+  int exit_code = kExitInspected;
+  bool printed = true;
+  if (jobs <= 1 || files.size() <= 1) {
+    for (size_t i = 0; i < files.size(); ++i) {
+      Report report(true, &progress);
+      RunOne(files, i, work, &report);
+      printed = report.Print() && printed;
+      exit_code = std::max(exit_code, report.exit_code());
+    }
+  } else {
+    Queue queue(files.size(), jobs * kFilesAhead);
+    std::vector<std::jthread> threads;
+    for (size_t j = 0; j < std::min<size_t>(jobs, files.size()); ++j) {
+      threads.emplace_back([&] {
+        for (size_t i = queue.Take(); i < files.size(); i = queue.Take()) {
+          auto report = std::make_unique<Report>(false, &progress);
+          RunOne(files, i, work, report.get());
+          queue.Finish(i, std::move(report));
+        }
+      });
+    }
+    for (size_t i = 0; i < files.size(); ++i) {
+      const std::unique_ptr<Report> report = queue.Next();
+      printed = report->Print() && printed;
+      exit_code = std::max(exit_code, report->exit_code());
+    }
+  }
+  progress.Clear();
+  if (printed) return exit_code;
+  std::fputs("brix: cannot write to standard output\n", stderr);
+  return std::max<int>(exit_code, kExitCannotRead);
+}
+
+}  // namespace brix::tool

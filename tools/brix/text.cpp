@@ -1,0 +1,94 @@
+#include "text.h"
+
+namespace brix::tool {
+
+namespace {
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+void AppendHex(uint8_t byte, std::string* out) {
+  *out += kHexDigits[byte >> 4];
+  *out += kHexDigits[byte & 15];
+}
+
+void AppendJsonEscape(uint32_t code, std::string* out) {  // all that is escaped lies below U+10000
+  *out += "\\u";
+  AppendHex(static_cast<uint8_t>(code >> 8), out);
+  AppendHex(static_cast<uint8_t>(code), out);
+}
+
+}  // namespace
+
+Utf8Char DecodeUtf8(std::string_view text) {
+  const auto byte = [text](size_t i) { return static_cast<uint8_t>(text[i]); };
+  const uint8_t first = byte(0);
+  if (first < 0x80) return {first, 1};
+  const size_t bytes = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  if (first < 0xC2 || first > 0xF4 || text.size() < bytes) return {0, 0};
+  uint32_t code = first & (0x7Fu >> bytes);
+  for (size_t i = 1; i < bytes; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return {0, 0};
+    code = code << 6 | (byte(i) & 0x3Fu);
+  }
+  constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  const bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+  if (code < kSmallest[bytes] || code > 0x10FFFF || is_surrogate) return {0, 0};
+  return {code, bytes};
+}
+
+bool IsUnsafeToPrint(uint32_t code) {
+  return code < 0x20 || (code >= 0x7F && code <= 0x9F) ||  // C0, DEL, C1
+         code == 0x061C || code == 0x200E || code == 0x200F || (code >= 0x2028 && code <= 0x202E) ||
+         (code >= 0x2066 && code <= 0x2069) || code == 0xFEFF;
+}
+
+std::string EscapeForTerminal(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const Utf8Char c = DecodeUtf8(text);
+    const size_t bytes = c.bytes == 0 ? 1 : c.bytes;
+    if (c.bytes == 0 || IsUnsafeToPrint(c.code)) {
+      for (size_t i = 0; i < bytes; ++i) {
+        out += "\\x";
+        AppendHex(static_cast<uint8_t>(text[i]), &out);
+      }
+    } else {
+      if (c.code == '\\') out += '\\';
+      out += text.substr(0, bytes);
+    }
+    text.remove_prefix(bytes);
+  }
+  return out;
+}
+
+void AppendJsonText(std::string_view key, std::string_view text, std::string* out) {
+  *out += '"';
+  *out += key;
+  *out += "\":\"";
+  bool is_utf8 = true;
+  for (std::string_view rest = text; !rest.empty();) {
+    const Utf8Char c = DecodeUtf8(rest);
+    if (c.bytes == 0) {
+      is_utf8 = false;
+      *out += "\\ufffd";
+    } else if (c.code == '"' || c.code == '\\') {
+      *out += '\\';
+      *out += static_cast<char>(c.code);
+    } else if (IsUnsafeToPrint(c.code)) {
+      AppendJsonEscape(c.code, out);
+    } else {
+      *out += rest.substr(0, c.bytes);
+    }
+    rest.remove_prefix(c.bytes == 0 ? 1 : c.bytes);
+  }
+  *out += '"';
+  if (is_utf8) return;
+  *out += ",\"";
+  *out += key;
+  *out += "_hex\":\"";
+  for (const char c : text) AppendHex(static_cast<uint8_t>(c), out);
+  *out += '"';
+}
+
+}  // namespace brix::tool
