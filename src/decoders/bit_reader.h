@@ -17,7 +17,7 @@ namespace brix {
 // kFastInput bytes are left in the piece, and put it back.
 class LsbBitReader {
  public:
-  static constexpr uint32_t kPiece = 32768;    // bytes read at a time
+  static constexpr uint32_t kPiece = 32768;   // bytes read at a time
   static constexpr uint32_t kFastInput = 32;  // a fast loop's turn reads at most this far ahead of `next`
 
   // Takes the memory for the pieces, once; false when there is none.
@@ -47,7 +47,9 @@ class LsbBitReader {
     }
   }
 
-  [[nodiscard]] uint32_t Peek(uint32_t n) const { return static_cast<uint32_t>(bits & ((uint64_t{1} << n) - 1)); }
+  [[nodiscard]] uint32_t Peek(uint32_t n) const {
+    return static_cast<uint32_t>(bits & ((uint64_t{1} << n) - 1));
+  }
 
   void Drop(uint32_t n) {
     bits >>= n;

@@ -25,6 +25,9 @@ class Decoder {
   // limit or the end of the compressed data is success. False: damaged or short input, a failed write, or no
   // memory.
   [[nodiscard]] virtual bool Decode(Stream& in, Stream& out, uint32_t* limit) = 0;
+
+  // Prepares for the next member, without giving back memory. Decoders that begin anew with every run do nothing.
+  virtual void Reset() {}
 };
 
 }  // namespace brix

@@ -16,8 +16,9 @@ namespace {
 
 struct SortedCodes {
   std::array<uint16_t, kMaxCodeBits + 1> count{};  // symbols of each length
-  std::array<uint16_t, kMaxTableSymbols> symbol;   // by length, then by number; those without a code come first
-  uint32_t symbols = 0;                            // how many have a code
+  std::array<uint16_t, kMaxTableSymbols>
+      symbol;            // by length, then by number; those without a code come first
+  uint32_t symbols = 0;  // how many have a code
   uint32_t longest = 0;
 };
 
@@ -53,7 +54,8 @@ Completeness Judge(const SortedCodes& codes) {
 
 // How many index bits the subtable needs that starts with a code of `length` bits: grown until the codes that are
 // left, shortest first, fill it. `count[length]` still includes the code itself.
-uint32_t SubtableBits(const SortedCodes& codes, uint32_t length, uint32_t left_of_length, uint32_t root_bits) {
+uint32_t SubtableBits(const SortedCodes& codes, uint32_t length, uint32_t left_of_length,
+                      uint32_t root_bits) {
   uint32_t bits = length - root_bits;
   uint32_t filled = left_of_length;
   while (filled < (1u << bits) && root_bits + bits < codes.longest) {
@@ -75,8 +77,8 @@ bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
                   std::span<uint32_t> table) {
   uint32_t* const entries = table.data();
   uint32_t next = codes.count[0];  // index into codes.symbol
-  uint32_t code = 0;  // reversed
-  uint32_t size = 1;  // slots built so far
+  uint32_t code = 0;               // reversed
+  uint32_t size = 1;               // slots built so far
   entries[0] = 0;
   for (uint32_t n = 1; n <= root_bits; ++n) {
     std::memcpy(entries + size, entries, size * sizeof *entries);
@@ -90,8 +92,8 @@ bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
   }
   uint32_t end = 1u << root_bits;  // of the table so far
   const uint32_t root_mask = end - 1;
-  uint32_t prefix = UINT32_MAX;    // root bits of the subtable being filled
-  uint32_t start = 0;              // its first slot
+  uint32_t prefix = UINT32_MAX;  // root bits of the subtable being filled
+  uint32_t start = 0;            // its first slot
   uint32_t sub_bits = 0;
   for (uint32_t n = root_bits + 1; n <= codes.longest; ++n) {
     for (uint32_t left = codes.count[n]; left != 0; --left) {
@@ -104,7 +106,8 @@ bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
         entries[prefix] = (start << kTableValueShift) | kTableSubtable | (sub_bits << 8) | root_bits;
       }
       const uint32_t entry = WithLength(symbols[codes.symbol[next++]], n - root_bits);
-      for (uint32_t slot = start + (code >> root_bits); slot < end; slot += 1u << (n - root_bits)) entries[slot] = entry;
+      for (uint32_t slot = start + (code >> root_bits); slot < end; slot += 1u << (n - root_bits))
+        entries[slot] = entry;
       if (code == (1u << n) - 1) return true;
       code = NextReversed(code, n);
     }
@@ -156,8 +159,9 @@ bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_
   if ((size_t{1} << table->root_bits) > table->entries.size()) return false;
   if (completeness != Completeness::kComplete) {
     // One bit of input decides: the single code is a 0 bit in either order.
-    table->entries[0] = completeness == Completeness::kSingleBit ? WithLength(symbols[codes.symbol[codes.count[0]]], 1)
-                                                                 : WithLength(kTableInvalid, 1);
+    table->entries[0] = completeness == Completeness::kSingleBit
+                            ? WithLength(symbols[codes.symbol[codes.count[0]]], 1)
+                            : WithLength(kTableInvalid, 1);
     table->entries[1] = WithLength(kTableInvalid, 1);
     return true;
   }

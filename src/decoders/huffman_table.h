@@ -20,7 +20,8 @@ namespace brix {
 inline constexpr uint32_t kTableValueShift = 15;
 inline constexpr uint32_t kTableStop = 1u << 13;
 inline constexpr uint32_t kTableSubtable = 1u << 14;
-inline constexpr uint32_t kTableInvalid = kTableStop | kTableSubtable;  // no such code, or a symbol not allowed
+inline constexpr uint32_t kTableInvalid =
+    kTableStop | kTableSubtable;  // no such code, or a symbol not allowed
 inline constexpr uint32_t kTableLiteral = 1u << 31;
 inline constexpr uint32_t kMaxCodeBits = 15;
 inline constexpr uint32_t kMaxTableSymbols = 1024;

@@ -68,7 +68,7 @@ DeflateDecoder::~DeflateDecoder() = default;
 bool DeflateDecoder::TakeMemory() {
   if (tables_ != nullptr) return true;
   const uint32_t window = deflate::WindowSize(deflate64());
-  const uint32_t slack = 3 + deflate::MaxMatch(deflate64()) + deflate::kCopySlack;
+  const uint32_t slack = 3 + deflate::MaxMatch(deflate64()) + kMatchSlack;
   std::unique_ptr<Tables> tables(new (std::nothrow) Tables);
   if (tables == nullptr || !input_.Allocate() || !buffer_.TryResize(window * (1 + kPendingWindows) + slack)) {
     return false;

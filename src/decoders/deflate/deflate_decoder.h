@@ -35,7 +35,7 @@ class DeflateDecoder final : public Decoder {
   [[nodiscard]] bool Decode(Stream& in, Stream& out, uint32_t* limit) override;
 
   // Begins a new stream: input from offset 0, output from offset 0, no history.
-  void Reset();
+  void Reset() override;
 
   // Begins a new run of blocks with the history of the former one, as cabinets chain their blocks: input from
   // offset 0, at a block header; output goes on behind what was produced so far, or from offset 0 with

@@ -2,7 +2,7 @@
 //
 // The fast loop runs while kFastInput bytes of input are left and the output has not reached `out_stop`. A
 // turn takes up to three literals, or up to two literals and a match, without a bound check: it reads at most
-// 24 bytes of input and writes at most 3 + MaxMatch + kCopySlack bytes behind `out_stop`, for which the
+// 24 bytes of input and writes at most 3 + MaxMatch + kMatchSlack bytes behind `out_stop`, for which the
 // buffer has room. The careful loop takes one symbol a turn and serves the last bytes of the input.
 //
 // A match copies from at most out - begin bytes back, which is checked for each; nothing else bounds a
@@ -10,17 +10,13 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 
 #include "core/byte_order.h"
 #include "decoders/bit_reader.h"
 #include "decoders/deflate/deflate_tables.h"
+#include "decoders/match_copy.h"
 
 namespace brix::deflate {
-
-// The loop is compiled twice, for every x86-64 and for those with BMI2; its pieces must follow it into both.
-#define BRIX_ALWAYS_INLINE inline __attribute__((always_inline))
-#define BRIX_ALWAYS_INLINE_LAMBDA __attribute__((always_inline))
 
 enum class LoopEnd {
   kOutputFull,  // `out` has reached `out_stop`
@@ -35,52 +31,6 @@ struct Output {
   uint8_t* out;       // next byte to write
   uint8_t* out_stop;  // enough is decoded here; the buffer goes on behind it
 };
-
-// Bytes that CopyMatch may write behind the end of a match.
-inline constexpr uint32_t kCopySlack = 32;
-
-// Copies `length` bytes from `distance` back, where the two may overlap. Writes up to kCopySlack bytes too
-// many.
-BRIX_ALWAYS_INLINE void CopyMatch(uint8_t* to, uint32_t distance, uint32_t length) {
-  const uint8_t* from = to - distance;
-  uint8_t* const end = to + length;
-  if (distance >= 16) [[likely]] {
-    std::memcpy(to, from, 16);
-    std::memcpy(to + 16, from + 16, 16);
-    if (length > 32) [[unlikely]] {
-      to += 32;
-      from += 32;
-      do {
-        std::memcpy(to, from, 16);
-        std::memcpy(to + 16, from + 16, 16);
-        to += 32;
-        from += 32;
-      } while (to < end);
-    }
-  } else if (distance >= 8) {
-    do {
-      std::memcpy(to, from, 8);
-      std::memcpy(to + 8, from + 8, 8);
-      to += 16;
-      from += 16;
-    } while (to < end);
-  } else if (distance == 1) {
-    const uint64_t run = uint64_t{0x0101010101010101} * *from;
-    do {
-      std::memcpy(to, &run, 8);
-      std::memcpy(to + 8, &run, 8);
-      to += 16;
-    } while (to < end);
-  } else {
-    // Each step stores 8 bytes of which `distance` are final; the next step overwrites the rest.
-    do {
-      const uint64_t word = LoadLe64(from);
-      std::memcpy(to, &word, 8);
-      to += distance;
-      from += distance;
-    } while (to < end);
-  }
-}
 
 // The low n bits of a value; n is the low byte of `n`, below 64. With BMI2 that is one instruction, which
 // compilers do not find by themselves.

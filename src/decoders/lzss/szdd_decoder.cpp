@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "core/field_reader.h"
+#include "decoders/match_copy.h"
 
 namespace brix {
 
@@ -27,20 +28,13 @@ constexpr uint32_t kGroupItems = 8;
 constexpr uint32_t kMaxGroupOutput = kGroupItems * kMaxMatch;
 constexpr uint32_t kMaxGroupInput = 1 + kGroupItems * 2;
 
-// Copies byte by byte: source and target overlap when the distance is shorter than the match, which repeats
-// the bytes between them, as the format means it.
-inline void CopyMatch(uint8_t* to, uint32_t distance, uint32_t length) {
-  const uint8_t* from = to - distance;
-  for (uint32_t i = 0; i < length; ++i) to[i] = from[i];
-}
-
 }  // namespace
 
 bool SzddDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   const uint32_t wanted = *limit;
   *limit = 0;
   if (wanted == 0) return true;
-  if (!buffers_.TryResize(kInputPiece + kWindow + kPending + kMaxGroupOutput)) return false;
+  if (!buffers_.TryResize(kInputPiece + kWindow + kPending + kMaxGroupOutput + kMatchSlack)) return false;
   uint8_t* const input = buffers_.data();
   uint8_t* const window = input + kInputPiece;  // history
   uint8_t* const pending = window + kWindow;    // output not yet written

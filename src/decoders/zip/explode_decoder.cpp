@@ -26,6 +26,7 @@
 
 #include "core/refuse.h"
 #include "decoders/local_bits.h"
+#include "decoders/match_copy.h"
 #include "decoders/zip/history_output.h"
 #include "decoders/zip/shannon_fano_table.h"
 
@@ -77,7 +78,7 @@ bool ExplodeDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   if ((window_ != kSmallWindow && window_ != kLargeWindow) || (trees_ != 2 && trees_ != 3))
     return Refuse("explode: no such parameters");
   if (!reader_.Allocate() || !codes_.TryResize(sizeof(Codes)) ||
-      !buffer_.TryResize(window_ + kPending + kMaxMatch + zip::kCopySlack))
+      !buffer_.TryResize(window_ + kPending + kMaxMatch + kMatchSlack))
     return false;
   Codes& codes = *new (codes_.data()) Codes;
   reader_.Attach(&in);
@@ -115,7 +116,7 @@ bool ExplodeDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
       ok = bits.ok();
       if (!ok) break;
       length = std::min(length + min_match, left);
-      zip::CopyMatch(to, distance, length);
+      CopyMatch(to, distance, length);
       to += length;
       left -= length;
     }

@@ -8,11 +8,9 @@
 
 namespace brix::zip {
 
-inline constexpr uint32_t kCopySlack = 8;  // bytes that a copy may read and write too many
-
 // One linear buffer: the last `history` bytes of output, zeros to begin with, then the output not yet
 // written. The decoder keeps the place of the next byte in a local and flushes whenever it has passed full();
-// what one step writes must fit behind that. The buffer is history + pending + the longest step + kCopySlack
+// what one step writes must fit behind that. The buffer is history + pending + the longest step + kMatchSlack
 // bytes long.
 class HistoryOutput {
  public:
@@ -46,24 +44,5 @@ class HistoryOutput {
   uint32_t written_ = 0;
   bool failed_ = false;
 };
-
-// Copies `length` bytes that lie at least 8 bytes away, eight at a time.
-inline void CopyRun(uint8_t* to, const uint8_t* from, uint32_t length) {
-  uint8_t* const end = to + length;
-  do {
-    std::memcpy(to, from, 8);
-    to += 8;
-    from += 8;
-  } while (to < end);
-}
-
-// Copies `length` bytes from `distance` back, where the two may overlap: a short distance repeats its bytes.
-inline void CopyMatch(uint8_t* to, uint32_t distance, uint32_t length) {
-  if (distance >= 8) [[likely]] {
-    CopyRun(to, to - distance, length);
-  } else {
-    for (uint8_t* const end = to + length; to < end; ++to) *to = *(to - distance);
-  }
-}
 
 }  // namespace brix::zip

@@ -24,6 +24,7 @@
 
 #include "core/refuse.h"
 #include "decoders/local_bits.h"
+#include "decoders/match_copy.h"
 #include "decoders/zip/history_output.h"
 
 namespace brix {
@@ -70,7 +71,7 @@ bool ReduceDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   if (left == 0) return true;
   if (factor_ < kMinFactor || factor_ > kMaxFactor) return Refuse("reduce: no such factor");
   if (!reader_.Allocate() || !followers_.TryResize(sizeof(Followers)) ||
-      !buffer_.TryResize(kWindow + kPending + kMaxRun + zip::kCopySlack))
+      !buffer_.TryResize(kWindow + kPending + kMaxRun + kMatchSlack))
     return false;
   Followers& followers = *new (followers_.data()) Followers;
   reader_.Attach(&in);
@@ -118,7 +119,7 @@ bool ReduceDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
       if (bad_index || !bits.ok()) ok = false;
       if (!ok) break;
       length = std::min(length + kMinRun, left);
-      zip::CopyMatch(to, distance, length);
+      CopyMatch(to, distance, length);
       to += length;
       left -= length;
     }

@@ -24,6 +24,7 @@
 
 #include "core/refuse.h"
 #include "decoders/local_bits.h"
+#include "decoders/match_copy.h"
 #include "decoders/zip/history_output.h"
 
 namespace brix {
@@ -58,6 +59,11 @@ struct CodeSet {
     return kCodes;
   }
 };
+
+// Copies `length` bytes from further on in the buffer, at least 8 away; up to 7 bytes too many.
+void CopyRun(uint8_t* to, const uint8_t* from, uint32_t length) {
+  for (uint8_t* const end = to + length; to < end; to += 8, from += 8) std::memcpy(to, from, 8);
+}
 
 }  // namespace
 
@@ -128,7 +134,7 @@ bool ShrinkDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   uint32_t left = *limit;
   *limit = 0;
   if (left == 0) return true;
-  if (!reader_.Allocate() || !buffer_.TryResize(kPending + 2 * kMaxString + zip::kCopySlack)) return false;
+  if (!reader_.Allocate() || !buffer_.TryResize(kPending + 2 * kMaxString + kMatchSlack)) return false;
   if (strings_.size() == 0) {
     if (!strings_.TryResize(sizeof(Strings))) return false;
     new (strings_.data()) Strings;
@@ -173,7 +179,7 @@ bool ShrinkDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
     if (previous != kNoCode && strings.next < kCodes) strings.Define(previous, first);
     previous = code;
     const uint32_t length = std::min(static_cast<uint32_t>(end - from), left);
-    zip::CopyRun(to, from, length);
+    CopyRun(to, from, length);
     to += length;
     left -= length;
     if (to >= full && !output.Flush(&to)) break;

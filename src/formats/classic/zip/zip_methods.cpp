@@ -3,6 +3,7 @@
 #include <new>
 
 #include "decoders/copy/copy_decoder.h"
+#include "decoders/deflate/deflate_decoder.h"
 #include "decoders/zip/explode_decoder.h"
 #include "decoders/zip/reduce_decoder.h"
 #include "decoders/zip/shrink_decoder.h"
@@ -12,53 +13,50 @@ namespace brix::zip {
 
 namespace {
 
-Decoder* PrepareInflater(std::unique_ptr<DeflateDecoder>* kept, DeflateMode mode) {
-  if (*kept == nullptr) {
-    kept->reset(new (std::nothrow) DeflateDecoder(mode));
-  } else {
-    (*kept)->Reset();
+constexpr uint32_t kSmallWindowBytes = 4096;
+constexpr uint32_t kLargeWindowBytes = 8192;
+
+// A decoder of one of the less common methods.
+Decoder* MakeOther(uint32_t kind, uint32_t flags) {
+  switch (kind) {
+    case kShrunk:
+      return new (std::nothrow) ShrinkDecoder;
+    case kReduced1:
+    case kReduced2:
+    case kReduced3:
+    case kReduced4:
+      return new (std::nothrow) ReduceDecoder(kind - kReduced1 + 1);
+    case kImploded:
+      return new (std::nothrow)
+          ExplodeDecoder((flags & kFlagLargeWindow) != 0 ? kLargeWindowBytes : kSmallWindowBytes,
+                         (flags & kFlagThreeTrees) != 0 ? 3 : 2);
+    case kDeflated64:
+      return new (std::nothrow) DeflateDecoder(DeflateMode::kDeflate64);
+    default:
+      return nullptr;
   }
-  return kept->get();
-}
-
-// For decoders that begin anew with every run.
-template <class Made, class... Parameters>
-Decoder* Keep(std::unique_ptr<Decoder>* kept, Parameters... parameters) {
-  if (*kept == nullptr) kept->reset(new (std::nothrow) Made(parameters...));
-  return kept->get();
-}
-
-Decoder* PrepareExploder(std::array<std::unique_ptr<Decoder>, 4>* kept, uint32_t flags) {
-  constexpr uint32_t kSmallWindowBytes = 4096;
-  constexpr uint32_t kLargeWindowBytes = 8192;
-  const bool large = (flags & kFlagLargeWindow) != 0;
-  const bool three = (flags & kFlagThreeTrees) != 0;
-  return Keep<ExplodeDecoder>(&(*kept)[(large ? 1u : 0u) + (three ? 2u : 0u)],
-                              large ? kLargeWindowBytes : kSmallWindowBytes, three ? 3u : 2u);
 }
 
 }  // namespace
 
 Decoder* MethodDecoders::Prepare(uint32_t kind, uint32_t flags) {
-  switch (kind) {
-    case kStored:
-      return Keep<CopyDecoder>(&stored_);
-    case kShrunk:
-      return Keep<ShrinkDecoder>(&shrunk_);
-    case kReduced1:
-    case kReduced2:
-    case kReduced3:
-    case kReduced4:
-      return Keep<ReduceDecoder>(&reduced_[kind - kReduced1], kind - kReduced1 + 1);
-    case kImploded:
-      return PrepareExploder(&imploded_, flags);
-    case kDeflated:
-      return PrepareInflater(&deflated_, DeflateMode::kDeflate);
-    case kDeflated64:
-      return PrepareInflater(&deflated64_, DeflateMode::kDeflate64);
-    default:
-      return nullptr;
+  std::unique_ptr<Decoder>* kept = &other_;
+  if (kind == kStored) {
+    kept = &stored_;
+    if (stored_ == nullptr) stored_.reset(new (std::nothrow) CopyDecoder);
+  } else if (kind == kDeflated) {
+    kept = &deflated_;
+    if (deflated_ == nullptr) deflated_.reset(new (std::nothrow) DeflateDecoder);
+  } else {
+    const uint32_t key = kind << 16 | (kind == kImploded ? flags & (kFlagLargeWindow | kFlagThreeTrees) : 0);
+    if (other_ == nullptr || other_key_ != key) {
+      other_.reset();  // first, so that two never live at once
+      other_.reset(MakeOther(kind, flags));
+      other_key_ = key;
+    }
   }
+  if (*kept != nullptr) (*kept)->Reset();
+  return kept->get();
 }
 
 }  // namespace brix::zip
