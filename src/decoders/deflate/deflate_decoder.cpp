@@ -18,6 +18,7 @@
 
 #include "core/refuse.h"
 #include "decoders/deflate/deflate_loop.h"
+#include "decoders/local_bits.h"
 
 namespace brix {
 
@@ -251,26 +252,26 @@ bool DeflateDecoder::ReadDynamicTables() {
 bool DeflateDecoder::ReadCodeLengths(uint32_t symbols, uint8_t* lengths) {
   const uint32_t* const table = tables_->dynamic.litlen.data();
   const uint32_t mask = (1u << tables_->dynamic.litlen_bits) - 1;
+  LocalBits bits(input_);
   for (uint32_t i = 0; i < symbols;) {  // each turn raises i
-    input_.Refill();                    // 56 bits: a code of 7 and 7 more
-    const uint32_t entry = table[input_.bits & mask];
+    bits.Refill();                      // 56 bits: a code of 7 and 7 more
+    const uint32_t entry = table[bits.bits() & mask];
     if ((entry & kTableInvalid) == kTableInvalid) return Refuse("deflate: bad code length symbol");
     const uint32_t symbol = entry >> kTableValueShift;
-    input_.Drop(entry & 63);
+    bits.Drop(entry & 63);
     if (symbol < kRepeatLast) {
       lengths[i++] = static_cast<uint8_t>(symbol);
       continue;
     }
     const uint32_t extra_bits = symbol == kRepeatLast ? 2 : symbol == kRepeatZeroShort ? 3 : 7;
-    const uint32_t run = (symbol <= kRepeatZeroShort ? 3 : 11) + input_.Peek(extra_bits);
-    input_.Drop(extra_bits);
+    const uint32_t run = (symbol <= kRepeatZeroShort ? 3 : 11) + bits.Take(extra_bits);
     if (symbol == kRepeatLast && i == 0) return Refuse("deflate: no code length to repeat");
     std::memset(lengths + i, symbol == kRepeatLast ? lengths[i - 1] : 0, run);
     i += run;
     if (i > symbols) return Refuse("deflate: too many code lengths");
   }
-  if (!input_.ok()) return Refuse("deflate: input ends inside a block header");
-  return true;
+  bits.Store();
+  return input_.ok() || Refuse("deflate: input ends inside a block header");
 }
 
 bool DeflateDecoder::BuildTables(const uint8_t* litlen_lengths, uint32_t litlen_symbols,
