@@ -126,8 +126,9 @@ BRIX_API int32_t ArcTk2_OpenArchiveStream(ArcTk2Toolkit* toolkit, const ArcStrea
  *
  * Returns BRIX_OK; BRIX_NO_MORE_MEMBERS at the end of the walk; BRIX_BAD_ARGUMENT for null arguments and when
  * the name does not fit (the walk has moved on); BRIX_FAILED when the outermost archive's directory is
- * damaged, now and in every later call; BRIX_PART_FAILED when a nested container's is, or when the file of the
- * member extracted last is gone: that one is left, and the next call goes on behind it; BRIX_OUT_OF_MEMORY. */
+ * damaged, now and in every later call; BRIX_PART_FAILED when a nested container's is, or when the file of
+ * the member extracted last is gone: that one is left, and the next call goes on behind it;
+ * BRIX_OUT_OF_MEMORY. */
 BRIX_API int32_t ArcTk2_GetNextFile(ArcTk2Archive* archive, char* name, uint32_t name_size);
 
 /* Replaces the limit on the bytes one member may yield, for this archive.
@@ -140,8 +141,8 @@ BRIX_API int32_t ArcTk2_SetArchiveLimits(ArcTk2Archive* archive, uint32_t max_ex
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT, also for a null directory; BRIX_OUT_OF_MEMORY. */
 BRIX_API int32_t ArcTk2_SetArchiveTempFileDirectory(ArcTk2Archive* archive, const char* directory);
 
-/* Writes how deep the walk stands: 0 in the outermost archive, 1 in a container inside it, and so on; 0xFFFFFFFF
- * when no level is open any more.
+/* Writes how deep the walk stands: 0 in the outermost archive, 1 in a container inside it, and so on;
+ * 0xFFFFFFFF when no level is open any more.
  *
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT. */
 BRIX_API int32_t ArcTk2_GetDepth(ArcTk2Archive* archive, uint32_t* depth);
@@ -171,11 +172,11 @@ BRIX_API int32_t ArcTk2_CloseArchive(ArcTk2Archive* archive);
  * extracted on the way down to this member, counted from the smallest container, reaches the maximum ratio
  * times that container's size, the result is BRIX_RATIO_LIMIT and the member is dropped. BRIX_PART_FAILED:
  * the member is damaged, encrypted, of an unsupported method, or the target cannot be written. BRIX_FAILED:
- * no current member, because the walk has not begun, has ended, or has just left a damaged container. The walk
- * goes on after any failure.
+ * no current member, because the walk has not begun, has ended, or has just left a damaged container. The
+ * walk goes on after any failure.
  *
- * Only the last extraction counts for the descent. A second extraction of the same member is tried, but not every
- * format can do it: extract once.
+ * Only the last extraction counts for the descent. A second extraction of the same member is tried, but not
+ * every format can do it: extract once.
  */
 
 /* Extracts into memory.

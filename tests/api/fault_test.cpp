@@ -57,12 +57,10 @@ void Sweep(const Bytes& content) {
 
 TEST(Faults, HostStreamThatFailsAtAnyCallOfANestedWalk) { Sweep(Szdd(Szdd(Szdd(SzddOfSpaces(3000))))); }
 
-#ifdef BRIX_HAS_ZIP
 TEST(Faults, HostStreamThatFailsAtAnyCallOfADirectoryWalk) {
   const Bytes inner = Zip({{"a", Bytes().Text("aaa")}, {"b", Szdd("bb")}});
   Sweep(Zip({{"inner.zip", inner}, {"big", Bytes().Fill(9000, 'b')}, {"last", Bytes().Text("l")}}));
 }
-#endif
 
 TEST(Faults, HostTargetThatFailsAtAnyWrite) {
   Toolkit toolkit;

@@ -147,8 +147,6 @@ TEST(Walk, FileThatIsGoneWhenItIsToBeEnteredFailsThatStepOnly) {
   EXPECT_EQ(archive.Next(), BRIX_NO_MORE_MEMBERS);
 }
 
-#ifdef BRIX_HAS_ZIP
-
 // A ZIP whose second directory record is damaged: it opens, and fails on the way to its second member.
 Bytes DamagedZip() {
   Bytes zip = Zip({{"first", Bytes().Text("1")}, {"second", Bytes().Text("2")}});
@@ -214,8 +212,6 @@ TEST(Walk, MemberThatTheNestingLimitKeepsClosedIsNeverOpenedLater) {
   Archive archive(toolkit, file);
   EXPECT_EQ(WalkLines(archive, Target::kMemory, dir), (Lines{"0 a.zip 0", "1 b.zip 0", "0 last 0", "-5"}));
 }
-
-#endif  // BRIX_HAS_ZIP
 
 }  // namespace
 }  // namespace brix
