@@ -9,8 +9,9 @@
 #include <stdint.h>
 
 /* Seven machine words. Each operation takes `context` first and returns 0 on success, -1 on failure (and -2
- * for a null argument). The host fills it, keeps it alive while brixcore holds it, and is called back only on
- * the thread that made the library call, never after the archive over it was closed.
+ * for a null argument); the library takes anything but 0 for a failure. The host fills the record, keeps it
+ * alive while brixcore holds it, and is called back only on the thread that made the library call, never after
+ * the archive over it was closed.
  */
 typedef struct ArcStream {
   void* context; /* opaque to the library; handed to every operation */

@@ -80,7 +80,7 @@ BRIX_API int32_t ArcTk2_EnableAggressiveMode(ArcTk2Toolkit* toolkit, uint32_t on
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT, also for a type out of range; BRIX_OUT_OF_MEMORY. */
 BRIX_API int32_t ArcTk2_SetTypeEnabled(ArcTk2Toolkit* toolkit, uint32_t type, uint32_t enabled);
 
-/* Reads one flag of the type-enable table back into `*enabled`.
+/* Reads one flag of the type-enable table back into `*enabled`, as it was set; 1 when it was not.
  *
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT for a null pointer, a type out of range, and as long as no type of this
  * toolkit was ever set. */
@@ -110,7 +110,8 @@ BRIX_API int32_t ArcTk2_SetGlobalTempFileDirectory(ArcTk2Toolkit* toolkit, const
 BRIX_API int32_t ArcTk2_OpenArchive(ArcTk2Toolkit* toolkit, const char* path, ArcTk2Archive* archive);
 
 /* Opens a host stream as the outermost archive. The record and its close, read, write and get_size operations
- * must be present. The host keeps the record alive until the archive is closed, and closes the stream itself.
+ * must be present; they must not use this archive in turn. The host keeps the record alive until the archive
+ * is closed, and closes the stream itself.
  *
  * Returns as ArcTk2_OpenArchive; BRIX_BAD_ARGUMENT for an incomplete record. */
 BRIX_API int32_t ArcTk2_OpenArchiveStream(ArcTk2Toolkit* toolkit, const ArcStream* stream,
@@ -125,8 +126,8 @@ BRIX_API int32_t ArcTk2_OpenArchiveStream(ArcTk2Toolkit* toolkit, const ArcStrea
  *
  * Returns BRIX_OK; BRIX_NO_MORE_MEMBERS at the end of the walk; BRIX_BAD_ARGUMENT for null arguments and when
  * the name does not fit (the walk has moved on); BRIX_FAILED when the outermost archive's directory is
- * damaged; BRIX_PART_FAILED when a nested container's is: that one is left, and the next call goes on behind
- * it. */
+ * damaged, now and in every later call; BRIX_PART_FAILED when a nested container's is, or when the file of the
+ * member extracted last is gone: that one is left, and the next call goes on behind it; BRIX_OUT_OF_MEMORY. */
 BRIX_API int32_t ArcTk2_GetNextFile(ArcTk2Archive* archive, char* name, uint32_t name_size);
 
 /* Replaces the limit on the bytes one member may yield, for this archive.
@@ -139,7 +140,8 @@ BRIX_API int32_t ArcTk2_SetArchiveLimits(ArcTk2Archive* archive, uint32_t max_ex
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT, also for a null directory; BRIX_OUT_OF_MEMORY. */
 BRIX_API int32_t ArcTk2_SetArchiveTempFileDirectory(ArcTk2Archive* archive, const char* directory);
 
-/* Writes how deep the walk stands: 0 in the outermost archive, 1 in a container inside it, and so on.
+/* Writes how deep the walk stands: 0 in the outermost archive, 1 in a container inside it, and so on; 0xFFFFFFFF
+ * when no level is open any more.
  *
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT. */
 BRIX_API int32_t ArcTk2_GetDepth(ArcTk2Archive* archive, uint32_t* depth);
@@ -169,7 +171,11 @@ BRIX_API int32_t ArcTk2_CloseArchive(ArcTk2Archive* archive);
  * extracted on the way down to this member, counted from the smallest container, reaches the maximum ratio
  * times that container's size, the result is BRIX_RATIO_LIMIT and the member is dropped. BRIX_PART_FAILED:
  * the member is damaged, encrypted, of an unsupported method, or the target cannot be written. BRIX_FAILED:
- * no current member. A member is extracted at most once; the walk goes on after any failure.
+ * no current member, because the walk has not begun, has ended, or has just left a damaged container. The walk
+ * goes on after any failure.
+ *
+ * Only the last extraction counts for the descent. A second extraction of the same member is tried, but not every
+ * format can do it: extract once.
  */
 
 /* Extracts into memory.
@@ -179,7 +185,8 @@ BRIX_API int32_t ArcTk2_CloseArchive(ArcTk2Archive* archive);
  *            wants no copy, only the size and the descent.
  * size  out  bytes extracted.
  *
- * Returns BRIX_OK, BRIX_SIZE_LIMIT, BRIX_RATIO_LIMIT, BRIX_PART_FAILED, BRIX_FAILED, BRIX_BAD_ARGUMENT. */
+ * Returns BRIX_OK, BRIX_SIZE_LIMIT, BRIX_RATIO_LIMIT, BRIX_PART_FAILED, BRIX_FAILED, BRIX_BAD_ARGUMENT,
+ * BRIX_OUT_OF_MEMORY. */
 BRIX_API int32_t ArcTk2_ExtractToMemory(ArcTk2Archive* archive, void** data, uint32_t* size);
 
 /* Frees a block from ArcTk2_ExtractToMemory; null does nothing. Any thread. */
@@ -192,9 +199,9 @@ BRIX_API void ArcTk2_FreeMemory(void* data);
 BRIX_API int32_t ArcTk2_ExtractToFile(ArcTk2Archive* archive, const char* path);
 
 /* Extracts into a new file of the library's in the archive's temporary directory. It lives until the walk
- * moves on at this level or the archive is closed.
+ * moves on at this level or the archive is closed; a second one for the same member replaces it.
  *
- * path       out  the file's path; empty when no file could be made.
+ * path       out  the file's path; empty for any result but BRIX_OK and BRIX_SIZE_LIMIT.
  * path_size  in   bytes at `path`; 512 always suffice.
  *
  * Returns as ArcTk2_ExtractToMemory; BRIX_FAILED when no file name could be made; BRIX_BAD_ARGUMENT also when

@@ -89,6 +89,12 @@ TEST(Zip, TheLastEndRecordCountsWhereverAPieceIsCut) {
       EXPECT_TRUE(Detected(Bytes(zip.bytes).Fill(tail, 'K'))) << tail;
     }
   }
+  // Two signatures so near that one step of the search sees both.
+  for (uint32_t tail = 1; tail <= 16; ++tail) {
+    Bytes near(std::vector<uint8_t>(zip.bytes.data.begin(), zip.bytes.data.begin() + zip.end_at));
+    near.Text("PK\5\6").Fill(4, 0).Text("PK\5\6").Fill(8, 0).U32(zip.end_at - zip.directory_at + 8);
+    EXPECT_TRUE(Detected(near.U32(zip.directory_at).U16(0).Fill(tail, 0))) << tail;
+  }
   // A former end record, as an archive that was appended to has, must not win.
   zip::Directory found;
   const Bytes two = Bytes(zip.bytes).Fill(100, 0);
@@ -109,6 +115,8 @@ TEST(Zip, TheDirectoryMustStandWhereItsEndPutsIt) {
       {"directory size a byte too large", Bytes(zip.bytes).PatchU32(end + 12, end - record + 1), false},
       {"directory size beyond the start of the file", Bytes(zip.bytes).PatchU32(end + 12, end + 1), false},
       {"directory size all ones", Bytes(zip.bytes).PatchU32(end + 12, 0xFFFFFFFF), false},
+      {"a negative directory size, so that its record stands behind its end",
+       Bytes(zip.bytes).PatchU32(end + 12, 0u - 22).Text("PK\1\2").Fill(42, 0), false},
       {"directory signature differs", Bytes(zip.bytes).PatchU8(record + 3, 3), false},
       {"local signature differs", Bytes(zip.bytes).PatchU8(0, 'Q'), false},
       {"local offset behind the end of the file", Bytes(zip.bytes).PatchU32(record + 42, 0xFFFFFFFF), false},

@@ -1,6 +1,7 @@
 // bytes.h - builds test input field by field, so that a test can spoil one of them.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -25,7 +26,9 @@ struct Bytes {
     return Raw({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
   }
   Bytes& Raw(std::span<const uint8_t> bytes) {
-    data.insert(data.end(), bytes.begin(), bytes.end());
+    const size_t at = data.size();  // not insert(): GCC 12 believes that it overflows
+    data.resize(at + bytes.size());
+    std::copy(bytes.begin(), bytes.end(), data.data() + at);
     return *this;
   }
   Bytes& Raw(const Bytes& bytes) { return Raw(std::span(bytes.data)); }

@@ -1,0 +1,211 @@
+// walk_fuzzer.cpp - the exported walk over a host stream that fails, cuts short or lies, with every choice
+// that a host can make taken from the input.
+//
+// Input: a byte with the count of choice bytes, these bytes, and the archive behind them. Choices are used in
+// a circle, so that a short list repeats itself; an empty list means no fault and extraction to memory.
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <span>
+#include <string>
+
+#include "brixcore/brixcore.h"
+
+namespace {
+
+constexpr uint32_t kMaxSteps = 200;
+constexpr uint32_t kDefaultExtractSize = 1 << 18;  // bytes
+constexpr size_t kMaxInput = 1 << 20;              // bytes
+
+void Promise(bool kept, const char* promise) {
+  if (kept) return;
+  std::fprintf(stderr, "broken promise: %s\n", promise);
+  std::abort();
+}
+
+class Choices {
+ public:
+  explicit Choices(std::span<const uint8_t> bytes) : bytes_(bytes) {}
+  uint32_t Next() { return bytes_.empty() ? 0 : bytes_[at_++ % bytes_.size()]; }
+
+ private:
+  std::span<const uint8_t> bytes_;
+  size_t at_ = 0;
+};
+
+// The host's stream. One call in sixteen goes wrong when the choice says so.
+struct Host {
+  std::span<const uint8_t> archive;
+  Choices choices;
+
+  // 0: as it should be; 1 to 4: ways to go wrong.
+  uint32_t Fault() {
+    const uint32_t choice = choices.Next();
+    return choice >= 0xF0 ? 1 + choice % 4 : 0;
+  }
+};
+
+int32_t Close(void*) {
+  Promise(false, "the host's stream is not closed by the library");
+  return 0;
+}
+
+int32_t Read(void* context, uint32_t offset, void* buffer, uint32_t length, uint32_t* got) {
+  Host& host = *static_cast<Host*>(context);
+  const uint32_t fault = host.Fault();
+  if (fault == 1) return -1;
+  const auto size = static_cast<uint32_t>(host.archive.size());
+  uint32_t count = offset < size ? std::min(length, size - offset) : 0;
+  if (fault == 2) count /= 2;
+  if (count != 0) std::memcpy(buffer, host.archive.data() + offset, count);
+  *got = fault == 3 ? length + 1 : count;
+  return fault == 4 ? 1 : 0;
+}
+
+int32_t NoWrite(void*, uint32_t, const void*, uint32_t) {
+  Promise(false, "the archive is not written to");
+  return -1;
+}
+
+int32_t GetSize(void* context, uint32_t* size) {
+  Host& host = *static_cast<Host*>(context);
+  const uint32_t fault = host.Fault();
+  *size = static_cast<uint32_t>(host.archive.size());
+  if (fault == 2) *size /= 2;
+  if (fault == 3) *size = UINT32_MAX;
+  if (fault == 4) *size = 0;
+  return fault == 1 ? -1 : 0;
+}
+
+// The host's target: counts what it is given and fails by choice.
+struct Sink {
+  Host* host;
+  uint32_t end = 0;
+};
+
+int32_t NoRead(void*, uint32_t, void*, uint32_t, uint32_t*) { return -1; }
+
+int32_t Write(void* context, uint32_t offset, const void*, uint32_t length) {
+  Sink& sink = *static_cast<Sink*>(context);
+  Promise(length <= UINT32_MAX - offset, "a write ends inside 4 GiB");
+  if (sink.host->Fault() != 0) return -1;
+  sink.end = std::max(sink.end, offset + length);
+  return 0;
+}
+
+int32_t SinkSize(void* context, uint32_t* size) {
+  *size = static_cast<Sink*>(context)->end;
+  return 0;
+}
+
+bool IsKept(int32_t status) { return status == BRIX_OK || status == BRIX_SIZE_LIMIT; }
+
+// A folder for the temporary files of this process.
+const std::string& Folder() {
+  static const std::string path = [] {
+    for (int n = 0;; ++n) {
+      std::string made = "walk_fuzzer_" + std::to_string(n);
+      if (std::filesystem::create_directory(made)) {
+        std::atexit([] { std::filesystem::remove_all(Folder()); });
+        return made;
+      }
+    }
+  }();
+  return path;
+}
+
+int32_t ExtractMember(ArcTk2Archive* archive, Host& host, uint32_t choice, uint32_t limit) {
+  const std::string file = Folder() + "/member";
+  switch (choice % 8) {
+    case 5: {
+      Sink sink{&host};
+      const ArcStream record = {&sink, Close, NoRead, Write, SinkSize, nullptr, nullptr};
+      const int32_t status = ArcTk2_ExtractToStream(archive, &record);
+      Promise(sink.end <= limit, "a stream gets no more than the limit");
+      return status;
+    }
+    case 6: {
+      char path[512];
+      const int32_t status = ArcTk2_ExtractToTempFile(archive, path, sizeof path);
+      Promise(IsKept(status) == (path[0] != '\0'), "a path comes with success alone");
+      if (IsKept(status)) Promise(std::filesystem::file_size(path) <= limit, "a file stays inside the limit");
+      return status;
+    }
+    case 7: {
+      const int32_t status = ArcTk2_ExtractToFile(archive, file.c_str());
+      Promise(IsKept(status) == std::filesystem::exists(file), "a file stays after success alone");
+      return status;
+    }
+    default: {
+      void* data = nullptr;
+      uint32_t size = 0;
+      const bool wants_copy = choice % 8 != 4;
+      const int32_t status = ArcTk2_ExtractToMemory(archive, wants_copy ? &data : nullptr, &size);
+      Promise(size <= limit, "memory holds no more than the limit");
+      Promise((data != nullptr) == (wants_copy && IsKept(status)), "data come with success alone");
+      ArcTk2_FreeMemory(data);
+      return status;
+    }
+  }
+}
+
+void Walk(ArcTk2Archive* archive, Host& host, uint32_t limit, uint32_t max_nesting_level) {
+  uint32_t last_depth = 0;
+  bool may_descend = false;
+  for (uint32_t step = 0; step < kMaxSteps; ++step) {
+    char name[512];
+    std::memset(name, 'x', sizeof name);
+    const uint32_t name_size = host.choices.Next() == 0xFF ? 4 : sizeof name;
+    const int32_t status = ArcTk2_GetNextFile(archive, name, name_size);
+    if (status == BRIX_FAILED || status == BRIX_NO_MORE_MEMBERS) {
+      Promise(ArcTk2_GetNextFile(archive, name, sizeof name) == status, "the end of a walk is final");
+      return;
+    }
+    uint32_t depth = 0;
+    Promise(ArcTk2_GetDepth(archive, &depth) == BRIX_OK, "the depth can be asked for");
+    Promise(depth + 1 < max_nesting_level || depth == 0, "no deeper than the limit allows");
+    Promise(depth <= last_depth || (may_descend && depth == last_depth + 1),
+            "one level down at most, when allowed");
+    last_depth = depth;
+    may_descend = false;
+    if (status == BRIX_PART_FAILED || status == BRIX_BAD_ARGUMENT) continue;
+    Promise(status == BRIX_OK, "no other status");
+    Promise(std::memchr(name, '\0', sizeof name) != nullptr && name[0] != '\0', "a name, terminated");
+    const uint32_t choice = host.choices.Next();
+    if (choice == 0xFE) continue;
+    const int32_t extracted = ExtractMember(archive, host, choice, limit);
+    may_descend = extracted == BRIX_OK && choice % 8 != 5;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0 || size > kMaxInput) return 0;
+  const std::span<const uint8_t> input(data + 1, size - 1);
+  const size_t choice_count = std::min<size_t>(data[0], input.size());
+  Host host{input.subspan(choice_count), Choices(input.first(choice_count))};
+
+  const uint32_t limit = host.choices.Next() % 4 == 3 ? host.choices.Next() * 8 : kDefaultExtractSize;
+  const uint32_t ratio = host.choices.Next() % 4 == 3 ? host.choices.Next() : 1000;
+  const uint32_t max_nesting_level = host.choices.Next() % 4 == 3 ? host.choices.Next() % 8 : 10;
+  ArcTk2Toolkit toolkit = nullptr;
+  if (ArcTk2_Init(&toolkit) != BRIX_OK) return 0;
+  Promise(ArcTk2_SetToolkitLimits(&toolkit, limit, ratio, max_nesting_level) == BRIX_OK, "limits are taken");
+  Promise(ArcTk2_SetGlobalTempFileDirectory(&toolkit, Folder().c_str()) == BRIX_OK, "a folder is taken");
+  const ArcStream record = {&host, Close, Read, NoWrite, GetSize, nullptr, nullptr};
+  ArcTk2Archive archive = nullptr;
+  const int32_t status = ArcTk2_OpenArchiveStream(&toolkit, &record, &archive);
+  Promise((status == BRIX_OK) == (archive != nullptr), "a handle comes with success alone");
+  if (status == BRIX_OK) {
+    Walk(&archive, host, limit, max_nesting_level);
+    (void)ArcTk2_CloseArchive(&archive);
+  }
+  Promise(ArcTk2_Close(&toolkit) == BRIX_OK, "a toolkit can be closed");
+  std::filesystem::remove(Folder() + "/member");  // the host's own
+  Promise(std::filesystem::is_empty(Folder()), "no temporary file stays behind");
+  return 0;
+}

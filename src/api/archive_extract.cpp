@@ -1,0 +1,136 @@
+// archive_extract.cpp - the four targets of an extraction, and the limits that they share.
+//
+// A handler is asked for one byte more than the limit, and that byte is dropped on the way: so a member of
+// exactly the limit is whole, a longer one is cut, and no handler has to know the difference. On the way to
+// the target stand, in this order, a buffer of 4,096 bytes and the limit; neither depends on what the handler
+// says it wrote.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "api/archive.h"
+#include "io/file_stream.h"
+#include "io/write_streams.h"
+
+namespace {
+
+// The most that is reserved on a directory's word alone; what really comes grows the stream by doubling.
+constexpr uint32_t kMaxReserve = 1 << 20;  // bytes
+// A larger stream is freed instead of being kept for the next member.
+constexpr size_t kMaxSpare = 4 << 20;  // bytes
+
+}  // namespace
+
+ArcTk2ArchiveRecord::Yield ArcTk2ArchiveRecord::ExtractInto(brix::Stream& target) {
+  const brix::ChainSizes sizes = top_->sizes;
+  const uint32_t limit = brix::MemberLimit(limits_, sizes);
+  brix::LimitedWriteStream limited(&target, limit);
+  brix::BufferedWriteStream out(&limited);
+  uint32_t produced = 0;
+  // Saturates: 0 would mean no limit to the handler.
+  const bool extracted =
+      top_->handler->ExtractMember(&out, limit == UINT32_MAX ? limit : limit + 1, &produced);
+  const bool flushed = out.Flush();  // after a failure too: a host's stream keeps what came
+  was_cut_ = limited.was_cut();
+  if (!extracted || !flushed) return {BRIX_PART_FAILED, limited.stored()};
+  if (sizes.RatioReached(limited.stored(), limits_.max_ratio)) return {BRIX_RATIO_LIMIT, limited.stored()};
+  return {was_cut_ ? BRIX_SIZE_LIMIT : BRIX_OK, limited.stored()};
+}
+
+int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
+  DropPending();
+  if (!HasMember()) return BRIX_FAILED;
+  std::unique_ptr<brix::MemoryStream> memory = TakeMemoryStream();
+  if (!memory) return BRIX_OUT_OF_MEMORY;
+  ReserveDeclaredSize(*memory);
+  const Yield yield = ExtractInto(*memory);
+  int32_t status = yield.status;
+  if (yield.IsKept() && data != nullptr) {
+    const auto bytes = memory->bytes();
+    *data = std::malloc(std::max<size_t>(bytes.size(), 1));  // not null for an empty member either
+    if (*data == nullptr) {
+      status = BRIX_OUT_OF_MEMORY;
+    } else if (!bytes.empty()) {
+      std::memcpy(*data, bytes.data(), bytes.size());
+    }
+  }
+  if (status != BRIX_OK && status != BRIX_SIZE_LIMIT) {
+    GiveBack(std::move(memory));
+    return status;
+  }
+  *size = yield.bytes;
+  pending_memory_ = std::move(memory);
+  return status;
+}
+
+int32_t ArcTk2ArchiveRecord::ExtractToFile(const char* path) {
+  DropPending();
+  if (!HasMember()) return BRIX_FAILED;
+  std::string pending(path);
+  std::string owned(path);
+  brix::OwnedFile file;  // before the stream: closed first, deleted then
+  brix::FileStream stream;
+  if (!stream.Open(path, brix::platform::OpenMode::kCreate)) return BRIX_FAILED;
+  file = brix::OwnedFile(std::move(owned));
+  const Yield yield = ExtractInto(stream);
+  if (!yield.IsKept()) return yield.status;
+  file.Keep();
+  pending_file_.swap(pending);
+  return yield.status;
+}
+
+int32_t ArcTk2ArchiveRecord::ExtractToTempFile(char* path, uint32_t path_size) {
+  DropPending();
+  if (!HasMember()) return BRIX_FAILED;
+  std::string pending;
+  std::string owned;
+  pending.reserve(brix::kPathBufferSize);  // from here on nothing may throw and leave the file behind
+  owned.reserve(brix::kPathBufferSize);
+  char made[brix::kPathBufferSize];
+  if (!brix::UniqueFileName(temp_directory_.c_str(), "tmp", made)) return BRIX_FAILED;
+  const size_t length = std::strlen(made);
+  pending.assign(made, length);
+  owned.assign(made, length);
+  brix::OwnedFile file(std::move(owned));
+  if (length >= path_size) return BRIX_BAD_ARGUMENT;
+  brix::FileStream stream;
+  if (!stream.Open(made, brix::platform::OpenMode::kReadWrite)) return BRIX_FAILED;
+  const Yield yield = ExtractInto(stream);
+  stream.Close();
+  if (!yield.IsKept()) return yield.status;
+  pending_file_.swap(pending);
+  top_->member_file = std::move(file);
+  std::memcpy(path, made, length + 1);
+  return yield.status;
+}
+
+int32_t ArcTk2ArchiveRecord::ExtractToStream(brix::Stream& target) {
+  DropPending();
+  if (!HasMember()) return BRIX_FAILED;
+  return ExtractInto(target).status;
+}
+
+void ArcTk2ArchiveRecord::DropPending() {
+  pending_file_.clear();
+  if (pending_memory_) GiveBack(std::move(pending_memory_));
+}
+
+std::unique_ptr<brix::MemoryStream> ArcTk2ArchiveRecord::TakeMemoryStream() {
+  if (spare_memory_) return std::move(spare_memory_);
+  return std::unique_ptr<brix::MemoryStream>(new (std::nothrow) brix::MemoryStream);
+}
+
+// Fresh pages cost as much as decoding into them, so the memory of one member serves the next.
+void ArcTk2ArchiveRecord::GiveBack(std::unique_ptr<brix::MemoryStream> memory) {
+  if (memory->bytes().size() > kMaxSpare || !memory->SetSize(0)) return;
+  spare_memory_ = std::move(memory);
+}
+
+void ArcTk2ArchiveRecord::ReserveDeclaredSize(brix::MemoryStream& target) {
+  uint32_t declared = 0;
+  uint32_t value_size = sizeof declared;
+  if (!top_->handler->GetMemberSize(&declared, &value_size)) return;
+  const uint32_t limit = brix::MemberLimit(limits_, top_->sizes);
+  (void)target.Reserve(std::min({declared, limit, kMaxReserve}));  // without it, the stream just grows
+}

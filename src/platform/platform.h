@@ -1,0 +1,44 @@
+// platform.h - what the library asks of the operating system: files by descriptor.
+//
+// A descriptor is the index of a slot in one process-wide table of 2,048 operating-system handles. One lock
+// guards finding a free slot and clearing one; reading or writing an open file takes no lock, because a
+// descriptor belongs to whoever opened it.
+//
+// Paths are zero-terminated bytes, handed to the system as they are. Only regular files are opened: a pipe, a
+// device or a folder that stands where a file is expected is refused at once and cannot make a scan hang.
+#pragma once
+
+#include <cstdint>
+
+namespace brix::platform {
+
+inline constexpr int32_t kMaxDescriptors = 2048;
+inline constexpr int32_t kNoDescriptor = -1;
+
+enum class OpenMode {
+  kRead,       // an existing file, for reading
+  kReadWrite,  // an existing file, for both
+  kCreate,     // for both; made, or emptied when it exists
+  kCreateNew,  // for both; fails when the name exists already, also as a link
+};
+
+// The descriptor, kNoDescriptor on failure: also when all slots are taken, after closing the new handle
+// again.
+[[nodiscard]] int32_t Open(const char* path, OpenMode mode);
+void Close(int32_t descriptor);
+
+// Copies up to `size` bytes that start at `offset`; true with `*got < size` means that the end was reached.
+[[nodiscard]] bool ReadAt(int32_t descriptor, uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got);
+
+// Stores all of `size` bytes or fails, with `*written` saying how far it came. A file does not grow past
+// 4 GiB - 1 bytes.
+[[nodiscard]] bool WriteAt(int32_t descriptor, uint32_t offset, const uint8_t* buf, uint32_t size,
+                           uint32_t* written);
+
+// Fails for a file of more than 4 GiB - 1 bytes: it cannot be addressed.
+[[nodiscard]] bool GetSize(int32_t descriptor, uint32_t* size);
+[[nodiscard]] bool SetSize(int32_t descriptor, uint32_t size);
+
+[[nodiscard]] bool Remove(const char* path);
+
+}  // namespace brix::platform

@@ -1,0 +1,83 @@
+/* abi_test.c - the library as a host in C99 sees it. Layouts are checked when this compiles, the calls when
+ * it runs. */
+#include <brixcore/brixcore.h>
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+
+#define CHECK_LAYOUT(name, condition) typedef char name[(condition) ? 1 : -1]
+
+CHECK_LAYOUT(stream_is_seven_words, sizeof(ArcStream) == 7 * sizeof(void*));
+CHECK_LAYOUT(context_first, offsetof(ArcStream, context) == 0);
+CHECK_LAYOUT(close_second, offsetof(ArcStream, close) == 1 * sizeof(void*));
+CHECK_LAYOUT(read_third, offsetof(ArcStream, read) == 2 * sizeof(void*));
+CHECK_LAYOUT(write_fourth, offsetof(ArcStream, write) == 3 * sizeof(void*));
+CHECK_LAYOUT(get_size_fifth, offsetof(ArcStream, get_size) == 4 * sizeof(void*));
+CHECK_LAYOUT(set_size_sixth, offsetof(ArcStream, set_size) == 5 * sizeof(void*));
+CHECK_LAYOUT(get_file_name_seventh, offsetof(ArcStream, get_file_name) == 6 * sizeof(void*));
+CHECK_LAYOUT(handles_are_pointers,
+             sizeof(ArcTk2Toolkit) == sizeof(void*) && sizeof(ArcTk2Archive) == sizeof(void*));
+CHECK_LAYOUT(statuses, BRIX_OK == 0 && BRIX_FAILED == -1 && BRIX_BAD_ARGUMENT == -2 &&
+                           BRIX_OUT_OF_MEMORY == -3 && BRIX_NOT_AN_ARCHIVE == -4 &&
+                           BRIX_NO_MORE_MEMBERS == -5 && BRIX_NESTING_LIMIT == -10 &&
+                           BRIX_RATIO_LIMIT == -11 && BRIX_SIZE_LIMIT == -12 && BRIX_PART_FAILED == -14);
+
+/* "SZDD", version, length 5, five literals. */
+static const unsigned char kFile[] = {'S', 'Z', 'D', 'D', 0x88, 0xF0, 0x27, 0x33, 'A', 0,
+                                      5,   0,   0,   0,   0xFF, 'h',  'e',  'l',  'l', 'o'};
+
+static int32_t Close(void* context) {
+  (void)context;
+  return 0;
+}
+
+static int32_t Read(void* context, uint32_t offset, void* buffer, uint32_t length, uint32_t* got) {
+  (void)context;
+  *got = 0;
+  if (offset < sizeof kFile) {
+    const uint32_t rest = (uint32_t)sizeof kFile - offset;
+    *got = length < rest ? length : rest;
+    memcpy(buffer, kFile + offset, *got);
+  }
+  return 0;
+}
+
+static int32_t Write(void* context, uint32_t offset, const void* buffer, uint32_t length) {
+  (void)context, (void)offset, (void)buffer, (void)length;
+  return -1;
+}
+
+static int32_t GetSize(void* context, uint32_t* size) {
+  (void)context;
+  *size = (uint32_t)sizeof kFile;
+  return 0;
+}
+
+static int faults = 0;
+
+static void Expect(int condition, const char* what) {
+  if (condition) return;
+  fprintf(stderr, "failed: %s\n", what);
+  ++faults;
+}
+
+int main(void) {
+  const ArcStream stream = {NULL, Close, Read, Write, GetSize, NULL, NULL};
+  ArcTk2Toolkit toolkit;
+  ArcTk2Archive archive;
+  char name[512];
+  void* data = NULL;
+  uint32_t size = 0;
+  uint32_t type = 0;
+  Expect(ArcTk2_Init(&toolkit) == BRIX_OK, "init");
+  Expect(ArcTk2_OpenArchiveStream(&toolkit, &stream, &archive) == BRIX_OK, "open");
+  Expect(ArcTk2_ArchiveGetTopLevelType(&archive, &type) == BRIX_OK && type == BRIX_TYPE_SZDD, "type");
+  Expect(ArcTk2_GetNextFile(&archive, name, sizeof name) == BRIX_OK && strcmp(name, "unknown") == 0, "name");
+  Expect(ArcTk2_ExtractToMemory(&archive, &data, &size) == BRIX_OK, "extract");
+  Expect(size == 5 && data != NULL && memcmp(data, "hello", 5) == 0, "content");
+  ArcTk2_FreeMemory(data);
+  Expect(ArcTk2_GetNextFile(&archive, name, sizeof name) == BRIX_NO_MORE_MEMBERS, "end");
+  Expect(ArcTk2_CloseArchive(&archive) == BRIX_FAILED && archive == NULL, "close behind the end");
+  Expect(ArcTk2_Close(&toolkit) == BRIX_OK && toolkit == NULL, "close");
+  return faults;
+}
