@@ -9,6 +9,7 @@
 #include "core/memory_stream.h"
 #include "decoders/zip/explode_decoder.h"
 #include "decoders/zip/reduce_decoder.h"
+#include "decoders/zip/shannon_fano_table.h"
 #include "decoders/zip/shrink_decoder.h"
 #include "support/bytes.h"
 #include "support/zip_packers.h"
@@ -187,7 +188,7 @@ Result Unshrink(std::initializer_list<uint32_t> codes, uint32_t limit) {
   BitWriter packed;
   for (const uint32_t code : codes) packed.Put(code, 9);
   ShrinkDecoder decoder;
-  return Unpack(decoder, packed.data, limit);
+  return Unpack(decoder, packed.bytes(), limit);
 }
 
 TEST(Shrink, StringsThatMeetFreedAndUnfinishedCodes) {
@@ -204,6 +205,7 @@ TEST(Shrink, StringsThatMeetFreedAndUnfinishedCodes) {
       {"no such command", {'a', 256, 3, 'b'}, false, "a"},
       {"freed leaf", {'a', 'b', 'c', 256, 2, 258}, false, "abc"},
       {"freed leaf, about to be defined anew", {'a', 'b', 'c', 256, 2, 257}, true, "abccc"},
+      {"freed leaf, read again before its place is taken", {'a', 'b', 257, 256, 2, 257}, false, "abab"},
       {"a parent outlives the clear, its child does not", {'a', 'b', 257, 'c', 256, 2, 257}, true, "ababcab"},
       // 257 "ab", 258 "ba"; both freed while 257 was read last: the next code, 257, gets itself as parent.
       {"parent of itself", {'a', 'b', 257, 256, 2, 'c', 'd', 257}, false, "ababcd"},
@@ -229,8 +231,8 @@ TEST(Shrink, CodesGrowToThirteenBitsAndNoFurther) {
   BitWriter packed;
   for (uint32_t bits = 9; bits < 13; ++bits) packed.Put(256, bits).Put(1, bits);
   ShrinkDecoder decoder;
-  EXPECT_EQ(Text(Unpack(decoder, BitWriter(packed).Put('a', 13).data, 1).data), "a");
-  EXPECT_FALSE(Unpack(decoder, packed.Put(256, 13).Put(1, 13).Put('a', 13).data, 1).ok);
+  EXPECT_EQ(Text(Unpack(decoder, BitWriter(packed).Put('a', 13).bytes(), 1).data), "a");
+  EXPECT_FALSE(Unpack(decoder, packed.Put(256, 13).Put(1, 13).Put('a', 13).bytes(), 1).ok);
 }
 
 TEST(Reduce, FollowerSetsAndRunsAtTheirEdges) {
@@ -249,17 +251,23 @@ TEST(Reduce, FollowerSetsAndRunsAtTheirEdges) {
     bool ok;
     std::string text;
   } rows[] = {
-      {"a set of one byte has an index of one bit", 1, sets(1, 'q').Put(0, 1).Put(0, 1).data, true, "q"},
-      {"index behind the set", 1, sets(1, 'q').Put(0, 1).Put(1, 1).Put(0, 8).data, false, ""},
-      {"index in the largest set", 1, sets(32, 'q').Put(0, 1).Put(31, 5).data, true, "q"},
-      {"set too large", 1, sets(33, 'q').Put(0, 1).Put(0, 6).data, false, ""},
-      {"zeros stand before the output", 4, sets(0, 0).Put(144, 8).Put(0xF0, 8).Put(255, 8).data, true,
+      {"a set of one byte has an index of one bit", 1, sets(1, 'q').Put(0, 1).Put(0, 1).bytes(), true, "q"},
+      {"index behind the set", 1, sets(1, 'q').Put(0, 1).Put(1, 1).Put(0, 8).bytes(), false, ""},
+      {"index in the largest set", 1, sets(32, 'q').Put(0, 1).Put(31, 5).bytes(), true, "q"},
+      {"set too large", 1, sets(33, 'q').Put(0, 1).Put(0, 6).bytes(), false, ""},
+      {"zeros stand before the output", 4, sets(0, 0).Put(144, 8).Put(0xF0, 8).Put(255, 8).bytes(), true,
        std::string(3, '\0')},
-      {"run of one byte repeated", 2, sets(0, 0).Put('z', 8).Put(144, 8).Put(63, 8).Put(1, 8).Put(0, 8).data,
-       true, std::string(1 + 63 + 1 + 3, 'z')},
-      {"the marker as a literal", 3, sets(0, 0).Put(144, 8).Put(0, 8).data, true, "\x90"},
-      {"no such factor", 5, sets(0, 0).Put('z', 8).data, false, ""},
-      {"no such factor", 0, sets(0, 0).Put('z', 8).data, false, ""},
+      {"run of one byte repeated", 2,
+       sets(0, 0).Put('z', 8).Put(144, 8).Put(63, 8).Put(1, 8).Put(0, 8).bytes(), true,
+       std::string(1 + 63 + 1 + 3, 'z')},
+      {"longest run of factor 1", 1,
+       sets(0, 0).Put('z', 8).Put(144, 8).Put(127, 8).Put(255, 8).Put(0, 8).bytes(), true,
+       std::string(1 + 127 + 255 + 3, 'z')},
+      {"high distance bits of factor 3", 3, sets(0, 0).Put('z', 8).Put(144, 8).Put(0x21, 8).Put(0, 8).bytes(),
+       true, "z" + std::string(4, '\0')},
+      {"the marker as a literal", 3, sets(0, 0).Put(144, 8).Put(0, 8).bytes(), true, "\x90"},
+      {"no such factor", 5, sets(0, 0).Put('z', 8).bytes(), false, ""},
+      {"no such factor", 0, sets(0, 0).Put('z', 8).bytes(), false, ""},
   };
   for (const auto& row : rows) {
     ReduceDecoder decoder(row.factor);
@@ -285,9 +293,28 @@ TEST(Explode, TheShortestMatchFollowsTheTreesAndZerosStandBeforeTheOutput) {
       BitWriter w = FlatTrees(trees);
       w.Put(0, 1).Put(127, window == 8192 ? 7 : 6).Put(0, 6).Put(63, 6);
       ExplodeDecoder decoder(window, trees);
-      const Result result = Unpack(decoder, w.data, 100);
+      const Result result = Unpack(decoder, w.bytes(), 100);
       EXPECT_FALSE(result.ok);
       EXPECT_EQ(result.data, Data(trees, 0)) << "window " << window;
+    }
+  }
+}
+
+TEST(Explode, EveryCodeOfEveryLengthIsFound) {
+  for (const uint32_t longest : {8u, 9u, 10u, 16u}) {
+    Data lengths = CompleteLengths(256, longest);
+    std::rotate(lengths.begin(), lengths.begin() + 100,
+                lengths.end());  // numbers and lengths in different order
+    zip::ShannonFanoTable table;
+    ASSERT_TRUE(table.Build(lengths));
+    const std::vector<uint32_t> codes = ShannonFanoCodes(lengths);
+    for (uint32_t symbol = 0; symbol < 256; ++symbol) {
+      for (const uint32_t behind : {0u, 0xFFFFu}) {
+        uint32_t sent = behind << lengths[symbol];
+        for (uint32_t i = 0; i < lengths[symbol]; ++i) sent |= (codes[symbol] >> (15 - i) & 1) << i;
+        EXPECT_EQ(table.Find(sent).value, symbol);
+        EXPECT_EQ(table.Find(sent).bits, lengths[symbol]);
+      }
     }
   }
 }
@@ -298,7 +325,7 @@ TEST(Explode, RefusesListsThatAreNoCode) {
     for (const auto& list : lists) PutLengths(list, &w);
     w.Put(UINT32_MAX, 32);
     ExplodeDecoder decoder(window, trees);
-    return Unpack(decoder, w.data, 1).ok;
+    return Unpack(decoder, w.bytes(), 1).ok;
   };
   const Data right = CompleteLengths(64, 6);
   Data incomplete = right;

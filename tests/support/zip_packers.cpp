@@ -38,6 +38,8 @@ std::vector<Step> Parse(std::span<const uint8_t> plain, uint32_t window, uint32_
   return steps;
 }
 
+}  // namespace
+
 // Codes as the format describes them: sorted by length, counted up from the last one, which is the longest.
 std::vector<uint32_t> ShannonFanoCodes(const std::vector<uint8_t>& lengths) {
   std::vector<uint32_t> order(lengths.size());
@@ -54,6 +56,8 @@ std::vector<uint32_t> ShannonFanoCodes(const std::vector<uint8_t>& lengths) {
   }
   return codes;
 }
+
+namespace {
 
 struct Code {
   explicit Code(std::vector<uint8_t> l) : lengths(std::move(l)), codes(ShannonFanoCodes(lengths)) {}
@@ -100,7 +104,7 @@ std::vector<uint8_t> PackShrink(std::span<const uint8_t> plain, uint32_t clear_e
     current = byte;
   }
   emit(current);
-  return out.data;
+  return out.bytes();
 }
 
 std::vector<uint8_t> PackReduce(std::span<const uint8_t> plain, uint32_t factor) {
@@ -146,7 +150,7 @@ std::vector<uint8_t> PackReduce(std::span<const uint8_t> plain, uint32_t factor)
     index == set.size() ? out.Put(byte, 8) : out.Put(index, bits);
     last = byte;
   }
-  return out.data;
+  return out.bytes();
 }
 
 std::vector<uint8_t> CompleteLengths(uint32_t symbols, uint32_t longest) {
@@ -194,7 +198,7 @@ std::vector<uint8_t> PackImplode(std::span<const uint8_t> plain, uint32_t window
     }
     at += step.length;
   }
-  return out.data;
+  return out.bytes();
 }
 
 }  // namespace brix

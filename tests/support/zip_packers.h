@@ -5,21 +5,9 @@
 #include <span>
 #include <vector>
 
+#include "support/deflate_builder.h"
+
 namespace brix {
-
-// Bits, least significant first.
-struct BitWriter {
-  std::vector<uint8_t> data;
-  uint32_t used = 0;  // bits of the last byte
-
-  BitWriter& Put(uint32_t value, uint32_t bits) {
-    for (uint32_t i = 0; i < bits; ++i, used = (used + 1) % 8) {
-      if (used == 0) data.push_back(0);
-      data.back() = static_cast<uint8_t>(data.back() | (value >> i & 1) << used);
-    }
-    return *this;
-  }
-};
 
 // LZW; a partial clear when the table is full and, if not 0, after every `clear_every` codes.
 [[nodiscard]] std::vector<uint8_t> PackShrink(std::span<const uint8_t> plain, uint32_t clear_every);
@@ -33,6 +21,10 @@ struct BitWriter {
 
 // A list of code lengths as the imploding method stores it.
 void PutLengths(const std::vector<uint8_t>& lengths, BitWriter* to);
+
+// Each symbol's code as the imploding method numbers it, left-justified to 16 bits; the highest bit is sent
+// first.
+[[nodiscard]] std::vector<uint32_t> ShannonFanoCodes(const std::vector<uint8_t>& lengths);
 
 // Codes for literals (none with two trees), lengths and distances that go up to `longest` bits.
 [[nodiscard]] std::vector<uint8_t> PackImplode(std::span<const uint8_t> plain, uint32_t window,
