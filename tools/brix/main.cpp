@@ -13,7 +13,7 @@ namespace {
 constexpr char kFooter[] =
     "Exit codes: 0 everything inspected; 1 something inside is damaged, encrypted or\n"
     "unsupported; 2 a limit cut something; 3 a file is not an archive; 4 a file cannot\n"
-    "be read or output cannot be written; 64 wrong usage. The highest one wins.";
+    "be read or output cannot be written; 64 wrong usage. The highest one wins.\n";
 
 // Bytes, also as 64K, 10M or 4G. False: not a number from 1 to 4294967295.
 bool ParseSize(const std::string& text, uint32_t* value) {
@@ -85,7 +85,7 @@ int Parse(CLI::App* app, const std::vector<std::string>& arguments) {
 }
 
 int Main(const std::vector<std::string>& arguments) {
-  CLI::App app("Looks inside archives, mail and documents, and inside what is inside them.", "brix");
+  CLI::App app("Looks inside archives and other containers, at every depth.", "brix");
   Options options;
   app.set_version_flag("--version", "brix " BRIX_VERSION);
   app.require_subcommand(1);
