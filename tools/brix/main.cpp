@@ -13,7 +13,7 @@ namespace {
 constexpr char kFooter[] =
     "Exit codes: 0 everything inspected; 1 something inside is damaged, encrypted or\n"
     "unsupported; 2 a limit cut something; 3 a file is not an archive; 4 a file cannot\n"
-    "be read or output cannot be written; 64 wrong usage. The highest one wins.\n";
+    "be read or output cannot be written; 64 wrong usage. The highest one wins.";
 
 // Bytes, also as 64K, 10M or 4G. False: not a number from 1 to 4294967295.
 bool ParseSize(const std::string& text, uint32_t* value) {
