@@ -43,6 +43,7 @@ TEST(DetectMime, KeywordsAtTheStartOfALine) {
       {"behind LF", "x\nTo: y", true},
       {"behind CR", "x\rTo: y", true},
       {"behind CRLF", "x\r\nTo: y", true},
+      {"CR as the last byte", "x\r", false},
       {"cut by the end", "x\nTo:", false},
       {"a script", "#!/bin/sh\nSubject: x\n", false},
       {"a script's mark elsewhere", "\n#!/bin/sh\nSubject: x\n", true},

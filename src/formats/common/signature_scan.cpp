@@ -1,8 +1,8 @@
 // signature_scan.cpp - searches for archive signatures that need not stand at the start of the input.
 //
-// The search inside executables compares nothing but pairs of bytes until one pair is the beginning of a
-// signature. Chunks overlap by one byte less than the longest signature, so a signature across an edge is
-// seen in the next chunk.
+// The search inside executables compares nothing but pairs of bytes, many places at once, until one pair is
+// the beginning of a signature. Chunks overlap by one byte less than the longest signature, so a signature
+// across an edge is seen in the next chunk.
 //
 // Bounds: a chunk of 4 KiB on the stack; each turn moves on by a chunk less the overlap; ranges are the
 // caller's.
@@ -20,8 +20,6 @@ namespace brix {
 
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 struct Signature {
   std::string_view bytes;
   uint32_t type_id;
@@ -34,8 +32,9 @@ constexpr uint32_t kRar = 12;
 constexpr uint32_t kZip = 16;
 
 constexpr std::array kSignatures = {
-    Signature{"\x60\xEA"sv, kArj},         Signature{"MSCF"sv, kCabinet},   Signature{"-l"sv, kLha},
-    Signature{"Rar!\x1A\x07\x00"sv, kRar}, Signature{"PK\x03\x04"sv, kZip},
+    Signature{"\x60\xEA", kArj},   Signature{"MSCF", kCabinet},
+    Signature{"-l", kLha},         Signature{{"Rar!\x1A\x07\x00", 7}, kRar},
+    Signature{"PK\x03\x04", kZip},
 };
 constexpr uint32_t kOverlap = 6;  // the longest signature less one byte
 constexpr uint32_t kChunk = 4096;
@@ -45,14 +44,43 @@ constexpr uint32_t kLhaMethodAt = 2;  // the method name's place in an LHA heade
 static_assert(std::ranges::all_of(kSignatures,
                                   [](const Signature& s) { return s.bytes.size() <= kOverlap + 1; }));
 
-// A signature's second byte gives its first one; 0: no signature has this second byte.
-constexpr auto kPairFilter = [] {
-  std::array<uint8_t, 256> filter{};
-  for (const Signature& s : kSignatures) {
-    filter[static_cast<uint8_t>(s.bytes[1])] = static_cast<uint8_t>(s.bytes[0]);
+using Lanes = uint8_t __attribute__((vector_size(16)));  // compiled to whatever the machine has
+constexpr size_t kBlock = 4 * sizeof(Lanes);
+
+// A signature's first two bytes, each in every lane.
+struct Pair {
+  std::array<uint8_t, sizeof(Lanes)> first, second;
+};
+constexpr auto kPairs = [] {
+  std::array<Pair, kSignatures.size()> pairs{};
+  for (size_t i = 0; i < pairs.size(); ++i) {
+    pairs[i].first.fill(static_cast<uint8_t>(kSignatures[i].bytes[0]));
+    pairs[i].second.fill(static_cast<uint8_t>(kSignatures[i].bytes[1]));
   }
-  return filter;
+  return pairs;
 }();
+
+Lanes LoadLanes(const uint8_t* p) {
+  Lanes lanes;
+  std::memcpy(&lanes, p, sizeof lanes);
+  return lanes;
+}
+
+// Whether a signature's first two bytes stand anywhere among the kBlock places from `p`. Reads one byte more
+// than a block.
+bool MayHoldSignature(const uint8_t* p) {
+  auto hits = Lanes{} != Lanes{};
+  for (const Pair& pair : kPairs) {
+    const Lanes first = LoadLanes(pair.first.data());
+    const Lanes second = LoadLanes(pair.second.data());
+    for (size_t i = 0; i < kBlock; i += sizeof(Lanes)) {
+      hits |= (LoadLanes(p + i) == first) & (LoadLanes(p + i + 1) == second);
+    }
+  }
+  std::array<uint64_t, sizeof(Lanes) / sizeof(uint64_t)> any;
+  std::memcpy(any.data(), &hits, sizeof hits);
+  return (any[0] | any[1]) != 0;
+}
 
 // What a two-byte signature must be followed by. Bytes behind `chunk` count as not there.
 bool MeetsCondition(uint32_t type_id, std::span<const uint8_t> chunk, size_t at) {
@@ -73,7 +101,7 @@ bool MeetsCondition(uint32_t type_id, std::span<const uint8_t> chunk, size_t at)
 // The type whose signature stands at `at`; 0 when there is none.
 uint32_t TypeAt(std::span<const uint8_t> chunk, size_t at) {
   for (const Signature& s : kSignatures) {
-    if (s.bytes.size() > chunk.size() - at) continue;
+    if (chunk[at] != static_cast<uint8_t>(s.bytes[0]) || s.bytes.size() > chunk.size() - at) continue;
     if (std::memcmp(chunk.data() + at, s.bytes.data(), s.bytes.size()) != 0) continue;
     if (MeetsCondition(s.type_id, chunk, at)) return s.type_id;
   }
@@ -83,20 +111,19 @@ uint32_t TypeAt(std::span<const uint8_t> chunk, size_t at) {
 // `chunk` starts at `chunk_at` of the input, `range_offset` bytes into the range searched.
 bool ScanChunk(std::span<const uint8_t> chunk, uint32_t chunk_at, uint32_t range_offset,
                EmbeddedArchive* found) {
-  uint8_t previous = 0;
-  for (size_t i = 0; i < chunk.size(); ++i) {
-    const uint8_t byte = chunk[i];
-    const bool pair = previous != 0 && kPairFilter[byte] == previous;
-    previous = byte;
-    if (!pair) continue;
-    const size_t at = i - 1;
-    const uint32_t type_id = TypeAt(chunk, at);
-    if (type_id == 0) continue;
-    // An LHA archive starts before its method name; it must not start before the range.
-    const uint32_t back = type_id == kLha ? kLhaMethodAt : 0;
-    if (range_offset + at < back) continue;
-    *found = {type_id, chunk_at + static_cast<uint32_t>(at) - back};
-    return true;
+  for (size_t at = 0; at < chunk.size();) {
+    const size_t left = chunk.size() - at;
+    const size_t stop = at + std::min(left, kBlock);
+    if (left > kBlock && !MayHoldSignature(chunk.data() + at)) at = stop;
+    for (; at < stop; ++at) {
+      const uint32_t type_id = TypeAt(chunk, at);
+      if (type_id == 0) continue;
+      // An LHA archive starts before its method name; it must not start before the range.
+      const uint32_t back = type_id == kLha ? kLhaMethodAt : 0;
+      if (range_offset + at < back) continue;
+      *found = {type_id, chunk_at + static_cast<uint32_t>(at) - back};
+      return true;
+    }
   }
   return false;
 }

@@ -7,8 +7,7 @@
 namespace brix::rar {
 
 namespace {
-using std::string_view_literals::operator""sv;
-constexpr std::string_view kSignature = "Rar!\x1A\x07\x00"sv;
+constexpr std::string_view kSignature("Rar!\x1A\x07\x00", 7);  // its last byte is zero
 }  // namespace
 
 bool LocateRar(Stream& in, uint32_t* archive_at) { return FindInFirstKilobyte(in, kSignature, archive_at); }

@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 
 #include "core/field_reader.h"
@@ -69,22 +70,43 @@ constexpr auto kScores = [] {
   return scores;
 }();
 
-bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
 bool IsBlank(uint8_t c) { return c == ' ' || c == '\t'; }
 
-// Takes the first line, without its end, off `*rest`. `*cut`: the text ends before the line does.
-Text TakeLine(Text* rest, bool* cut) {
-  const auto end = std::find_if(rest->begin(), rest->end(), IsLineEnd);
-  const auto length = static_cast<size_t>(end - rest->begin());
-  const Text line = rest->first(length);
-  *cut = end == rest->end();
-  *rest = rest->subspan(length);
-  if (!rest->empty()) {
-    const bool two = rest->size() > 1 && (*rest)[0] == '\r' && (*rest)[1] == '\n';
-    *rest = rest->subspan(two ? 2 : 1);
+// Hands out a text line by line. Each kind of line end is looked for once, however the two are mixed.
+class Lines {
+ public:
+  explicit Lines(Text text)
+      : at_(text.data()), end_(at_ + text.size()), next_cr_(Find('\r')), next_lf_(Find('\n')) {}
+
+  // The next line without its end; false behind the last one.
+  bool Take(Text* line) {
+    if (at_ == end_) return false;
+    if (next_cr_ < at_) next_cr_ = Find('\r');
+    if (next_lf_ < at_) next_lf_ = Find('\n');
+    const uint8_t* stop = std::min(next_cr_, next_lf_);
+    *line = Text(at_, stop);
+    last_is_cut_ = stop == end_;
+    const bool two = next_lf_ != end_ && stop == next_cr_ && next_lf_ == stop + 1;
+    at_ = last_is_cut_ ? end_ : stop + (two ? 2 : 1);
+    return true;
   }
-  return line;
-}
+
+  // Whether the text ended before the line taken last did.
+  [[nodiscard]] bool last_is_cut() const { return last_is_cut_; }
+
+ private:
+  [[nodiscard]] const uint8_t* Find(uint8_t c) const {
+    if (at_ == end_) return end_;
+    const void* found = std::memchr(at_, c, static_cast<size_t>(end_ - at_));
+    return found != nullptr ? static_cast<const uint8_t*>(found) : end_;
+  }
+
+  const uint8_t* at_;
+  const uint8_t* end_;
+  const uint8_t* next_cr_;  // end_: no more of them
+  const uint8_t* next_lf_;
+  bool last_is_cut_ = false;
+};
 
 bool BeginsWith(Text line, const Keyword& keyword) {
   if (line.size() < keyword.text.size()) return false;
@@ -112,14 +134,13 @@ bool IsUuencodeBegin(Text line) {
 uint32_t UuencodedCount(uint8_t first) { return (first - uint32_t{' '}) & 63; }
 
 // Whether uuencoded data follow a begin line. A line that the text cuts need only be a part of one.
-bool UuencodedDataFollow(Text rest) {
-  while (!rest.empty()) {
-    bool cut = false;
-    const Text line = TakeLine(&rest, &cut);
+bool UuencodedDataFollow(Lines rest) {
+  Text line;
+  while (rest.Take(&line)) {
     if (std::all_of(line.begin(), line.end(), [](uint8_t c) { return c == '\t'; })) continue;
     if (!std::all_of(line.begin(), line.end(), [](uint8_t c) { return c >= ' ' && c <= '`'; })) return false;
     const uint32_t count = UuencodedCount(line[0]);
-    return cut ? count != 0 && line.size() <= 4 * count / 3 + 5 : IsUuencodedLine(line);
+    return rest.last_is_cut() ? count != 0 && line.size() <= 4 * count / 3 + 5 : IsUuencodedLine(line);
   }
   return false;
 }
@@ -127,9 +148,9 @@ bool UuencodedDataFollow(Text rest) {
 bool AddressesOutnumberPlainLines(Text text) {
   uint32_t addresses = 0;
   uint32_t plain = 0;
-  while (!text.empty()) {
-    bool cut = false;
-    const Text line = TakeLine(&text, &cut);
+  Lines lines(text);
+  Text line;
+  while (lines.Take(&line)) {
     if (line.empty() || IsUuencodeBegin(line)) continue;
     int32_t score = 0;
     for (const uint8_t c : line) score += kScores[c];
@@ -142,12 +163,12 @@ bool LooksLikeMail(Text text) {
   constexpr Keyword kScript = {"#!/", true};
   if (BeginsWith(text, kScript)) return Refuse("mime: a script");
   bool lone_begin = false;
-  for (Text rest = text; !rest.empty();) {
-    bool cut = false;
-    const Text line = TakeLine(&rest, &cut);
+  Lines lines(text);
+  Text line;
+  while (lines.Take(&line)) {
     if (BeginsWithKeyword(line)) return true;
     if (line.empty() || line[0] != 'b' || !IsUuencodeBegin(line)) continue;
-    if (UuencodedDataFollow(rest)) return true;
+    if (UuencodedDataFollow(lines)) return true;
     lone_begin = true;
   }
   return lone_begin && AddressesOutnumberPlainLines(text);
@@ -157,11 +178,17 @@ bool LooksLikeMail(Text text) {
 // sight.
 size_t HeaderBlockSize(Text text) {
   constexpr std::array<std::string_view, 4> kEnds = {"\n\r\n", "\n\n", "\r\n\r", "\r\r"};
-  for (auto at = text.begin(); (at = std::find_if(at, text.end(), IsLineEnd)) != text.end(); ++at) {
-    const auto offset = static_cast<size_t>(at - text.begin());
-    const std::string_view rest(reinterpret_cast<const char*>(text.data()) + offset, text.size() - offset);
-    for (const std::string_view end : kEnds) {
-      if (rest.starts_with(end)) return offset + end.size();
+  const std::string_view all(reinterpret_cast<const char*>(text.data()), text.size());
+  Lines lines(text);
+  Text line;
+  while (lines.Take(&line)) {
+    const auto line_end = static_cast<size_t>(line.data() - text.data()) + line.size();
+    // CRLF: an end may start at either of the two.
+    const size_t last = all.substr(line_end).starts_with("\r\n") ? line_end + 1 : line_end;
+    for (size_t at = line_end; at <= last; ++at) {
+      for (const std::string_view end : kEnds) {
+        if (all.substr(at).starts_with(end)) return at + end.size();
+      }
     }
   }
   return 0;
