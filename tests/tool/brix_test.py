@@ -127,6 +127,8 @@ class ExitCodes(ToolTest):
         self.file("limit.zip", PLAIN)
         self.file("words", b"plain words")
         self.assertEqual(self.brix("ls", "limit.zip", "words", "--max-size", "9")[0], 3)
+        self.file("both.zip", make_zip([("long", b"x" * 999), ("in.zip", truncated_inner())]))
+        self.assertEqual(self.brix("ls", "both.zip", "--max-size", "500")[0], 2)  # though damage comes later
         code, out, errors = self.brix("ls", "missing.zip", "limit.zip", "words")
         self.assertEqual((code, len(errors)), (4, 2))
         self.assertIn(b"two.txt", out)  # one bad file does not stop the others

@@ -85,7 +85,7 @@ int Parse(CLI::App* app, const std::vector<std::string>& arguments) {
 }
 
 int Main(const std::vector<std::string>& arguments) {
-  CLI::App app("Looks inside archives, mail and documents, and inside what is inside them.", "brix");
+  CLI::App app("Looks inside archives and other containers, at every depth.", "brix");
   Options options;
   app.set_version_flag("--version", "brix " BRIX_VERSION);
   app.require_subcommand(1);

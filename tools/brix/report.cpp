@@ -15,6 +15,7 @@ namespace brix::tool {
 namespace {
 
 constexpr size_t kFlushBytes = 1 << 16;
+constexpr int kProgressColumns = 78;
 constexpr size_t kFilesAhead = 16;  // for each job: how far work may run ahead of the file printed next
 
 bool WriteAll(std::string_view text, FILE* to) {
@@ -33,15 +34,16 @@ void Progress::Tick(std::string_view file, uint32_t bytes) {
   if (!lock.owns_lock() || Clock::now() < next_) return;
   next_ = Clock::now() + std::chrono::milliseconds(200);
   shown_ = true;
-  const double mebibytes = static_cast<double>(bytes_) / 1048576.0;
-  std::fprintf(stderr, "\r\x1b[K%llu members, %.1f MiB, in %.60s", static_cast<unsigned long long>(members_),
-               mebibytes, EscapeForTerminal(file).c_str());
+  char line[kProgressColumns + 1];
+  std::snprintf(line, sizeof line, "%llu members, %.1f MiB, in %s", static_cast<unsigned long long>(members_),
+                static_cast<double>(bytes_) / 1048576.0, EscapeForTerminal(file).c_str());
+  std::fprintf(stderr, "\r%-*s", kProgressColumns, line);
 }
 
 void Progress::Clear() {
   if (!on_) return;
   const std::lock_guard lock(mutex_);
-  if (shown_) std::fputs("\r\x1b[K", stderr);
+  if (shown_) std::fprintf(stderr, "\r%*s\r", kProgressColumns, "");
   shown_ = false;
 }
 
@@ -66,8 +68,11 @@ void Report::Problem(ExitCode code, std::string_view file, std::string_view memb
 bool Report::Print() {
   if (!pieces_.empty()) progress_->Clear();
   for (const Piece& piece : pieces_) {
-    printed_ = WriteAll(piece.text, piece.is_error ? stderr : stdout) && printed_;
-    if (!piece.is_error) printed_ = std::fflush(stdout) == 0 && printed_;
+    if (piece.is_error) {
+      WriteAll(piece.text, stderr);  // a closed one leaves the exit code to tell
+    } else {
+      printed_ = WriteAll(piece.text, stdout) && std::fflush(stdout) == 0 && printed_;
+    }
   }
   pieces_.clear();
   return printed_;

@@ -69,6 +69,7 @@ FileKind Spool(HANDLE file, std::vector<uint8_t>* content, uint64_t* size, std::
 }  // namespace
 
 std::vector<std::string> Arguments(int, char**) {
+  SetConsoleOutputCP(CP_UTF8);  // what the names on their way out are in
   std::vector<std::string> out;
   int count = 0;
   wchar_t** words = CommandLineToArgvW(GetCommandLineW(), &count);
