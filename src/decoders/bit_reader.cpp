@@ -7,6 +7,13 @@
 
 namespace brix {
 
+namespace {
+
+// What a turn's two refills may look at: 8 bytes, 7 behind where the first began.
+constexpr uint32_t kFastInput = 16;
+
+}  // namespace
+
 // Moves the unread bytes to the front of the piece and reads behind them, until a turn of a fast loop has
 // enough. Whole bytes in `bits` go back first: AlignToByte finds them in the piece that way. A stream may
 // hand out less than it was asked for before its end; only a failed or empty read is the end.
@@ -26,6 +33,12 @@ void LsbBitReader::ReadMore() {
   } while (!ended_ && filled < kFastInput);
   next = front;
   end = front + filled;
+  // With more input to come, nothing behind the piece may get into `bits`. At the end the zeros there may, and what
+  // matters is that a turn's bits are still in the input: when it begins, at least 7 bytes before `next` are not used.
+  constexpr uint32_t kFastTail = kFastBits / 8 - 7;
+  if (ended_) std::memset(front + filled, 0, kSlack);
+  const uint32_t reserve = ended_ ? kFastTail : kFastInput;
+  fast_end = filled < reserve ? nullptr : end - reserve;
 }
 
 void LsbBitReader::RefillSlowly() {
@@ -74,8 +87,8 @@ uint32_t LsbBitReader::CopyBytes(uint8_t* to, uint32_t size) {
 }
 
 bool LsbBitReader::FillPiece() {
-  if (end - next < kFastInput) ReadMore();
-  return end - next >= kFastInput;
+  if (next > fast_end) ReadMore();
+  return next <= fast_end;
 }
 
 }  // namespace brix

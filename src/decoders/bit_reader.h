@@ -9,25 +9,30 @@
 
 namespace brix {
 
-// A 64-bit buffer over a piece of the input in memory. Past the end of the input every bit is zero and ok() is false
-// as soon as one of those was dropped; a decoder asks at least once a block.
+// A 64-bit buffer over a piece of the input in memory. Past the end of the input every bit is zero and ok() is
+// false as soon as one of those was dropped; a decoder asks at least once a block.
 //
 // The bits above `count` are either zero or the ones that follow in the input, so a refill may or them in again and
-// a table lookup may peek at them. Decoders with a fast loop take the public state into locals, run while at least
-// kFastInput bytes are left in the piece, and put it back.
+// a table lookup may peek at them.
+//
+// A decoder with a fast loop takes the public state into locals and gives it back with Land. A turn begins with
+// refilled bits and `next` at most `fast_end`, takes at most kFastBits and refills at most twice; so it neither takes
+// bits from behind the end of the input nor reads more than kSlack bytes behind the piece.
 class LsbBitReader {
  public:
-  static constexpr uint32_t kPiece = 32768;   // bytes read at a time
-  static constexpr uint32_t kFastInput = 32;  // a fast loop's turn reads at most this far ahead of `next`
+  static constexpr uint32_t kPiece = 32768;  // bytes read at a time
+  static constexpr uint32_t kSlack = 32;     // zeros behind the last piece
+  static constexpr uint32_t kFastBits = 88;
 
   // Takes the memory for the pieces, once; false when there is none.
-  [[nodiscard]] bool Allocate() { return piece_.TryResize(kPiece); }
+  [[nodiscard]] bool Allocate() { return piece_.TryResize(kPiece + kSlack); }
 
   // Begins at offset 0 of the input. Forgets everything but the memory.
   void Restart() {
     bits = 0;
     count = 0;
     next = end = piece_.data();
+    fast_end = nullptr;
     offset_ = 0;
     ended_ = false;
     invented_ = 0;
@@ -73,14 +78,26 @@ class LsbBitReader {
   // Copies up to `size` whole bytes, after AlignToByte; fewer only at the end of the input.
   [[nodiscard]] uint32_t CopyBytes(uint8_t* to, uint32_t size);
 
-  // Makes a fast loop possible again: moves the unread bytes to the front and reads behind them. False when the end of the
-  // input leaves fewer than kFastInput bytes, which are for Refill.
+  // Makes a fast loop possible again: moves the unread bytes to the front and reads behind them. False at the end
+  // of the input, whose last bytes are for Refill.
   [[nodiscard]] bool FillPiece();
+
+  // Takes back the state from a fast loop, which may have gone on into the zeros behind the end.
+  void Land(const uint8_t* loop_next, uint64_t loop_bits, uint32_t loop_count) {
+    if (loop_next > end) {
+      invented_ += static_cast<uint32_t>(loop_next - end);
+      loop_next = end;
+    }
+    next = loop_next;
+    bits = loop_bits;
+    count = loop_count;
+  }
 
   uint64_t bits = 0;
   uint32_t count = 0;             // valid bits, in the low six bits; what stands above them has no meaning
   const uint8_t* next = nullptr;  // first byte not yet in `bits`
   const uint8_t* end = nullptr;   // of the piece
+  const uint8_t* fast_end = nullptr;  // where a fast turn may still begin
 
  private:
   void RefillSlowly();

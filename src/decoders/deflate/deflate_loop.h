@@ -1,9 +1,9 @@
 // deflate_loop.h - the two loops that decode the symbols of a block; included by deflate_decoder.cpp alone.
 //
-// The fast loop runs while kFastInput bytes of input are left and the output has not reached `out_stop`. A
-// turn takes up to three literals, or up to two literals and a match, without a bound check: it reads at most
-// 24 bytes of input and writes at most 3 + MaxMatch + kMatchSlack bytes behind `out_stop`, for which the
-// buffer has room. The careful loop takes one symbol a turn and serves the last bytes of the input.
+// The fast loop runs while the bit reader allows a turn and the output has not reached `out_stop`. A turn takes
+// up to three literals, or up to two literals and a match, without a bound check: at most 22 + 31 + 29 bits of
+// input, and 3 + MaxMatch + kMatchSlack bytes behind `out_stop`, for which the buffer has room. The careful loop
+// takes one symbol a turn and serves the last few bytes of the input.
 //
 // A match copies from at most out - begin bytes back, which is checked for each; nothing else bounds a
 // distance.
@@ -14,6 +14,7 @@
 #include "core/byte_order.h"
 #include "decoders/bit_reader.h"
 #include "decoders/deflate/deflate_tables.h"
+#include "decoders/local_bits.h"
 #include "decoders/match_copy.h"
 
 namespace brix::deflate {
@@ -64,7 +65,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
   const uint32_t* const litlen = tables.litlen.data();
   const uint32_t* const distances = tables.distance.data();
   const uint8_t* next = in.next;
-  const uint8_t* const fast_end = in.end - LsbBitReader::kFastInput;
+  const uint8_t* const fast_end = in.fast_end;
   uint64_t bits = in.bits;
   uint64_t count = in.count;
   uint8_t* out = output.out;
@@ -86,6 +87,10 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
   if (next > fast_end) return LoopEnd::kInputLow;
   if (out >= out_stop) return LoopEnd::kOutputFull;
   refill();
+  if (next > fast_end) {
+    in.Land(next, bits, static_cast<uint32_t>(count & 63));
+    return LoopEnd::kInputLow;
+  }
   uint32_t entry = litlen[bits & litlen_mask];
   for (;;) {
     uint64_t saved = bits;
@@ -163,46 +168,55 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
   }
   if (out >= out_stop) result = LoopEnd::kOutputFull;
 done:
-  in.next = next;
-  in.bits = bits;
-  in.count = static_cast<uint32_t>(count & 63);
+  in.Land(next, bits, static_cast<uint32_t>(count & 63));
   output.out = out;
   return result;
 }
 
-// One symbol a turn, through the bit reader's own refills.
+// One symbol a turn, checked at every step.
 template <bool kDeflate64>
 LoopEnd CarefulLoop(const BlockTables& tables, LsbBitReader& in, Output& output) {
   const uint64_t litlen_mask = (uint64_t{1} << tables.litlen_bits) - 1;
   const uint64_t distance_mask = (uint64_t{1} << tables.distance_bits) - 1;
+  LocalBits bits(in);
   const auto next_symbol = [&](const uint32_t* table, uint64_t mask, uint32_t* value) {
-    in.Refill();  // at least 56 bits: a symbol takes at most 15 + 16
-    uint32_t entry = table[in.bits & mask];
+    bits.Refill();  // at least 56 bits: a symbol takes at most 15 + 16
+    uint32_t entry = table[bits.bits() & mask];
     if ((entry & kTableInvalid) == kTableSubtable) {
-      in.Drop(entry & 63);
-      entry = table[SubtableIndex(in.bits, entry)];
+      bits.Drop(entry & 63);
+      entry = table[SubtableIndex(bits.bits(), entry)];
     }
-    *value = ((entry & ~kTableLiteral) >> kTableValueShift) + ExtraBits<false>(in.bits, entry);
-    in.Drop(entry & 63);
+    *value = ((entry & ~kTableLiteral) >> kTableValueShift) + ExtraBits<false>(bits.bits(), entry);
+    bits.Drop(entry & 63);
     return entry;
   };
-  while (output.out < output.out_stop) {
+  uint8_t* out = output.out;
+  LoopEnd result = LoopEnd::kOutputFull;
+  while (out < output.out_stop) {
     uint32_t value = 0;
     const uint32_t entry = next_symbol(tables.litlen.data(), litlen_mask, &value);
-    if (!in.ok() || (entry & kTableInvalid) == kTableInvalid) return LoopEnd::kBad;
+    result = LoopEnd::kBad;
+    if (!bits.ok() || (entry & kTableInvalid) == kTableInvalid) break;
     if (entry & kTableLiteral) {
-      *output.out++ = static_cast<uint8_t>(value);
+      *out++ = static_cast<uint8_t>(value);
+      result = LoopEnd::kOutputFull;
       continue;
     }
-    if (entry & kTableStop) return LoopEnd::kBlockEnd;
+    if (entry & kTableStop) {
+      result = LoopEnd::kBlockEnd;
+      break;
+    }
     uint32_t distance = 0;
     const uint32_t distance_entry = next_symbol(tables.distance.data(), distance_mask, &distance);
-    if (!in.ok() || (distance_entry & kTableInvalid) == kTableInvalid) return LoopEnd::kBad;
-    if (distance > static_cast<uint64_t>(output.out - output.begin)) return LoopEnd::kBad;
-    CopyMatch(output.out, distance, value);
-    output.out += value;
+    if (!bits.ok() || (distance_entry & kTableInvalid) == kTableInvalid) break;
+    if (distance > static_cast<uint64_t>(out - output.begin)) break;
+    CopyMatch(out, distance, value);
+    out += value;
+    result = LoopEnd::kOutputFull;
   }
-  return LoopEnd::kOutputFull;
+  bits.Store();
+  output.out = out;
+  return result;
 }
 
 }  // namespace brix::deflate
