@@ -2,6 +2,8 @@
 #ifndef BRIXCORE_BRIXCORE_H_
 #define BRIXCORE_BRIXCORE_H_
 
+#include "brixcore/byname.h"
+#include "brixcore/catalogue.h"
 #include "brixcore/status.h"
 #include "brixcore/stream.h"
 #include "brixcore/toolkit.h"
