@@ -25,8 +25,8 @@
 /* How many types the catalogue has. */
 #define BRIX_CATALOGUE_TYPES 20
 
-/* What GetTypeInfo fills. The extensions go on behind the end of this declaration: the record takes 56 bytes and the
- * length of their text. */
+/* What GetTypeInfo fills. The extensions go on behind the end of this declaration: GetTypeInfo asks
+ * for 56 bytes and room for their text with its terminator. */
 typedef struct BrixTypeInfo {
   uint32_t valid;     /* offset 0: 1 when filled */
   char name[50];      /* offset 4: the display name */

@@ -88,8 +88,8 @@ int32_t GetTypeInfo(uint32_t public_type, BrixTypeInfo* record, uint32_t* size) 
     brix::Emit({}, brix::kLevelQuery, "dwType = %u", public_type);
     const CatalogueRow* const row = FindPublicType(public_type);
     if (size == nullptr || row == nullptr) return -1;
-    // Kept: one byte more than is used.
-    const auto needed = static_cast<uint32_t>(row->extensions.size() + sizeof(BrixTypeInfo));
+    // Kept: the record's declared size and the extensions with their terminator, a little more than is used.
+    const auto needed = static_cast<uint32_t>(sizeof(BrixTypeInfo) + row->extensions.size() + 1);
     if (record == nullptr || *size < needed) {
       *size = needed;
       return 0;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <thread>
 
 #include "core/memory_block.h"
 #include "io/log_writer.h"
@@ -15,7 +16,23 @@ namespace brix {
 
 namespace {
 
-constinit std::mutex lock;
+// A lock that needs neither making nor taking down. It is held while a line is copied to the buffer and, once in some
+// hundred lines, while the buffer is written.
+class SpinLock {
+ public:
+  bool try_lock() {
+    return !taken_.test_and_set(std::memory_order_acquire);
+  }              // NOLINT(readability-identifier-naming)
+  void lock() {  // NOLINT(readability-identifier-naming)
+    while (!try_lock()) std::this_thread::yield();
+  }
+  void unlock() { taken_.clear(std::memory_order_release); }  // NOLINT(readability-identifier-naming)
+
+ private:
+  std::atomic_flag taken_;
+};
+
+constinit SpinLock lock;
 constinit std::atomic<bool> is_open = false;
 
 // The writer lives here, made and taken down by hand: it must outlast the language's own statics, and the heap may

@@ -17,6 +17,8 @@ CHECK_LAYOUT(set_size_sixth, offsetof(ArcStream, set_size) == 5 * sizeof(void*))
 CHECK_LAYOUT(get_file_name_seventh, offsetof(ArcStream, get_file_name) == 6 * sizeof(void*));
 CHECK_LAYOUT(handles_are_pointers,
              sizeof(ArcTk2Toolkit) == sizeof(void*) && sizeof(ArcTk2Archive) == sizeof(void*));
+CHECK_LAYOUT(type_info, offsetof(BrixTypeInfo, valid) == 0 && offsetof(BrixTypeInfo, name) == 4 &&
+                            offsetof(BrixTypeInfo, extensions) == 54 && sizeof(BrixTypeInfo) == 56);
 CHECK_LAYOUT(statuses, BRIX_OK == 0 && BRIX_FAILED == -1 && BRIX_BAD_ARGUMENT == -2 &&
                            BRIX_OUT_OF_MEMORY == -3 && BRIX_NOT_AN_ARCHIVE == -4 &&
                            BRIX_NO_MORE_MEMBERS == -5 && BRIX_NESTING_LIMIT == -10 &&
