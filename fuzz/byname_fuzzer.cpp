@@ -82,7 +82,7 @@ class Walk {
         ChangeArchiveRecursionType(archive_, choice / 16);
         break;
       case 11:
-        limit_ = (choice / 64) << 20;
+        limit_ = uint32_t{choice} / 64 << 20;
         SetArchiveLimits(archive_, kMaxNestingLevel, 1u << (choice / 16), limit_ >> 20);
         break;
       case 12:
