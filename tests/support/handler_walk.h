@@ -21,6 +21,10 @@ struct Walk {
   std::vector<WalkedMember> members;
 };
 
+[[nodiscard]] std::string Text(std::span<const uint8_t> bytes);
+// Size and CRC-32 of `bytes`, as "19 b7e894fd".
+[[nodiscard]] std::string Digest(std::span<const uint8_t> bytes);
+
 // Opens with the handler of `type_id` without detection, extracts every member with `max_bytes` (0: no
 // limit).
 [[nodiscard]] Walk WalkWith(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_bytes = 0);
