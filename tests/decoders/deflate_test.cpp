@@ -118,11 +118,13 @@ TEST(Deflate, ReachesBackAWholeWindowAndNoFurther) {
     EXPECT_TRUE(decoded.ok);
     EXPECT_EQ(decoded.data, stream.plain);
 
-    DeflateBuilder before_start(mode64);
-    before_start.Stored({'a', 'b', 'c'}, false).Fixed({{3, 4}}, true);
-    const Decoded refused = DecodeWhole(before_start.bits.bytes(), mode64);
-    EXPECT_FALSE(refused.ok);
-    EXPECT_EQ(refused.data, (Data{'a', 'b', 'c'}));
+    for (const size_t behind : {0u, 4000u}) {  // the loop is another one far from the end of the input
+      DeflateBuilder before_start(mode64);
+      before_start.Stored({'a', 'b', 'c'}, false).Fixed({{3, 4}}, false).Stored(Noise(behind, random), true);
+      const Decoded refused = DecodeWhole(before_start.bits.bytes(), mode64);
+      EXPECT_FALSE(refused.ok);
+      EXPECT_EQ(refused.data, (Data{'a', 'b', 'c'}));
+    }
   }
 }
 

@@ -189,9 +189,6 @@ TEST(Reduce, FollowerSetsAndRunsAtTheirEdges) {
     for (uint32_t i = 0; i < size_of_0; ++i) w.Put(follower + i, 8);
     return w;
   };
-  const auto run = [&](uint32_t value, uint32_t more) {
-    return sets(0, 0).Put('z', 8).Put(144, 8).Put(value, 8).Put(more, 8).Put(0, 8).bytes();
-  };
   const struct {
     const char* label;
     uint32_t factor;
@@ -204,9 +201,9 @@ TEST(Reduce, FollowerSetsAndRunsAtTheirEdges) {
       {"set too large", 1, sets(33, 'q').Put(0, 1).Put(0, 6).bytes(), false, ""},
       {"zeros stand before the output", 4, sets(0, 0).Put(144, 8).Put(0xF0, 8).Put(255, 8).bytes(), true,
        std::string(3, '\0')},
-      {"run of one byte repeated", 2, run(63, 1), true, std::string(1 + 63 + 1 + 3, 'z')},
-      {"longest run of factor 1", 1, run(127, 255), true, std::string(1 + 127 + 255 + 3, 'z')},
-      {"high distance bits of factor 3", 3, run(0x21, 0), true, "z" + std::string(4, '\0')},
+      {"longest run of factor 1", 1,
+       sets(0, 0).Put('z', 8).Put(144, 8).Put(127, 8).Put(255, 8).Put(0, 8).bytes(), true,
+       std::string(1 + 127 + 255 + 3, 'z')},
       {"the marker as a literal", 3, sets(0, 0).Put(144, 8).Put(0, 8).bytes(), true, "\x90"},
       {"no such factor", 5, sets(0, 0).Put('z', 8).bytes(), false, ""},
       {"no such factor", 0, sets(0, 0).Put('z', 8).bytes(), false, ""},
@@ -216,6 +213,13 @@ TEST(Reduce, FollowerSetsAndRunsAtTheirEdges) {
     const Result result = Unpack(decoder, row.packed, std::max(1u, static_cast<uint32_t>(row.text.size())));
     EXPECT_EQ(result.ok, row.ok) << row.label;
     EXPECT_EQ(Text(result.data), row.text) << row.label;
+  }
+  for (uint32_t factor = 1; factor <= 4; ++factor) {  // a run of 255 from 1 back, one of 3 from 257 back
+    const uint32_t mask = 0xFFu >> factor;
+    BitWriter w = sets(0, 0).Put('a', 8).Put('z', 8).Put(144, 8).Put(mask, 8).Put(252 - mask, 8).Put(0, 8);
+    ReduceDecoder decoder(factor);
+    const Data packed = w.Put(144, 8).Put(mask + 1, 8).Put(0, 8).bytes();
+    EXPECT_EQ(Text(Unpack(decoder, packed, 260).data), "a" + std::string(256, 'z') + "azz") << factor;
   }
   for (uint32_t size = 1, bits = 1; size <= 32; ++size) {  // the last index of a set of every size
     if ((size - 1) >> bits != 0) ++bits;

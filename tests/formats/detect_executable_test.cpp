@@ -142,13 +142,16 @@ TEST(SfxSearch, AnLhaMethodAtTheVeryStartIsPassedOver) {
 }
 
 TEST(DetectSfx, AsksTheInnerFormatOnAViewOfTheRest) {
+  const Bytes damaged = CabinetSample().PatchU32(8, 0);
+  const Rows<Bytes, Found> rows = {
+      {"cabinet", CabinetSample(), {kCabinet, 500}},
+      {"LHA", LhaSample(), {kLha, 500}},
+      {"ARJ", ArjSample(), {kArj, 500}},
+      {"a damaged cabinet", damaged, {}},
+      {"the search is not resumed", Bytes(damaged).Raw(ArjSample()), {}},
+  };
   const Bytes program = PeHeaders({{100, 400}}).PadTo(500);
-  EXPECT_EQ(Locate(Bytes(program).Raw(CabinetSample()), Formats()), (Found{kCabinet, 500}));
-  EXPECT_EQ(Locate(Bytes(program).Raw(LhaSample()), Formats()), (Found{kLha, 500}));
-  EXPECT_EQ(Locate(Bytes(program).Raw(ArjSample()), Formats()), (Found{kArj, 500}));
-  const Bytes damaged = Bytes(program).Raw(CabinetSample().PatchU32(8, 0));
-  EXPECT_EQ(Locate(damaged, Formats()), Found{});
-  EXPECT_EQ(Locate(Bytes(damaged).Raw(ArjSample()), Formats()), Found{}) << "the search is not resumed";
+  ExpectRows(rows, [&](const Bytes& rest) { return Locate(Bytes(program).Raw(rest), Formats()); });
   constexpr FormatTable kEmpty{std::span<const FormatEntry>()};
   EXPECT_EQ(Locate(Bytes(program).Raw(CabinetSample()), kEmpty), Found{}) << "the inner format has no row";
 }

@@ -126,14 +126,6 @@ TEST(Zip, TheDirectoryMustStandWhereItsEndPutsIt) {
   ExpectRows(rows, Detected);
 }
 
-TEST(Zip, APrefixThatOffsetsCountNeedsNoCorrection) {
-  const Bytes file = BuildZip({StoredMember("a", "text")}, "", Bytes().Fill(77, 'x')).bytes;
-  zip::Directory found;
-  ASSERT_TRUE(Locate(file, &found));
-  EXPECT_EQ(found.prefix_length, 0u);
-  EXPECT_EQ(WalkOf(file), "a=text $");
-}
-
 TEST(Zip, KeepsTheFirstLocalHeaderLookedForWithoutThePrefix) {
   // The data in front are themselves an archive, so its first header stands at the stored offset 0; the
   // offsets do not count it.
