@@ -179,7 +179,9 @@ class Corpus : public testing::Test {
     EXPECT_FALSE(names.empty()) << area;
     return names;
   }
-  [[nodiscard]] std::vector<uint8_t> Read(const std::string& file) const { return ReadFile(folder_ / file); }
+  [[nodiscard]] std::vector<uint8_t> Read(const std::string& file) const {
+    return FileContent(folder_ / file);
+  }
 
   [[nodiscard]] uint32_t TypeOf(const std::string& file) const {
     const std::vector<uint8_t> bytes = Read(file);

@@ -61,7 +61,7 @@ struct Bytes {
   }
 };
 
-inline std::vector<uint8_t> ReadFile(const std::filesystem::path& path) {
+inline std::vector<uint8_t> FileContent(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   const std::vector<char> text{std::istreambuf_iterator<char>(in), {}};
   return {text.begin(), text.end()};
@@ -69,7 +69,7 @@ inline std::vector<uint8_t> ReadFile(const std::filesystem::path& path) {
 
 // The content of a file under tests/fixtures, such as "zip/nested.zip"; empty when it cannot be read.
 inline std::vector<uint8_t> Fixture(const std::string& name) {
-  return ReadFile(std::string(BRIX_FIXTURE_DIR) + "/" + name);
+  return FileContent(std::string(BRIX_FIXTURE_DIR) + "/" + name);
 }
 
 }  // namespace brix

@@ -30,8 +30,7 @@ Walk WalkWith(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_byt
   const FormatEntry* row = Formats().Find(type_id);
   if (row == nullptr || row->create == nullptr) return walk;
   const std::unique_ptr<ArchiveHandler> handler(row->create(&in, {type_id, 0, 0, Formats()}));
-  walk.created = handler != nullptr;
-  if (!walk.created) return walk;
+  if (handler == nullptr) return walk;
   char name[kNameBufferSize];
   std::memset(name, 'x', sizeof name);
   bool ok = handler->OpenArchive(name);

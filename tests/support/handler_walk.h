@@ -16,7 +16,6 @@ struct WalkedMember {
 };
 
 struct Walk {
-  bool created = false;   // detection answered this type and the handler was made
   bool finished = false;  // the walk came to the empty name
   std::vector<WalkedMember> members;
 };
