@@ -164,6 +164,11 @@ TEST(DetectTar, ChecksSumAndSize) {
 TEST(DetectTar, ReadsThroughEveryGzipHeaderField) {
   const Bytes tar = TarSample();
   const Bytes long_name = Bytes().Fill(700, 'n').U8(0);
+  const auto empty_blocks = [](int count) {
+    Bytes blocks;
+    while (count-- > 0) blocks.U8(0).U16(0).U16(0xFFFF);
+    return blocks;
+  };
   const Rows<Bytes, bool> rows = {
       {"a name longer than a read", GzipSample(tar, 8, long_name), true},
       {"header CRC", GzipSample(tar, 2, Bytes().U16(0)), true},
@@ -172,6 +177,8 @@ TEST(DetectTar, ReadsThroughEveryGzipHeaderField) {
       {"an extra field behind the end", GzipSample(tar, 4, Bytes().U16(0xFFFF)), false},
       {"the inflated data are one byte short", GzipSample(Bytes(tar).CutTo(511)), false},
       {"the compressed data end early", GzipSample(tar).CutTo(400), false},
+      {"empty blocks in front", GzipSample(tar, 0, empty_blocks(1000)), true},
+      {"more of them than are looked through", GzipSample(tar, 0, empty_blocks(20000)), false},
   };
   ExpectRows(rows, [](const Bytes& file) {
     EXPECT_EQ(TypeOf(file), Detects<13>(file) ? 13u : 7u);
