@@ -5,9 +5,9 @@
 // bytes found in this way, those that make up a run included, are literals, except behind the marker 144:
 //
 //   144 0                a literal 144
-//   144 V [L] D          copy. The low 8 - factor bits of V are the length less 3, and when they are all ones
-//   L is
-//                        added to it; the high `factor` bits times 256, plus D, are the distance less 1.
+//   144 V [L] D          copy. The low 8 - factor bits of V are the length less 3, and when they are all
+//                        ones L is added to it; the high `factor` bits times 256, plus D, are the distance
+//                        less 1.
 //
 // What is odd: a run may reach before the first byte of output, where there are zeros, and one bit is spent
 // on the index into a set of one byte.
