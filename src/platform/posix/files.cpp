@@ -30,7 +30,8 @@ int OpenHandle(const char* path, OpenMode mode) {
         handle = open(path, O_RDONLY | kAlways);
         break;
       case OpenMode::kReadWrite:
-        handle = open(path, O_RDWR | kAlways);
+        // Only ever a file that the library made itself: a link there now was put by someone else.
+        handle = open(path, O_RDWR | O_NOFOLLOW | kAlways);
         break;
       case OpenMode::kCreate:
         handle = open(path, O_RDWR | O_CREAT | O_TRUNC | kAlways, kShared);
