@@ -52,7 +52,7 @@ def marked_up(lines, parameters):
             mode = "parameters"
         elif mode == "parameters" and here > 0:
             out.append(escaped(line.strip()))
-        elif here > 0 and mode == "text" and (not out or not out[-1].strip()):
+        elif here > 0 and mode == "text" and (not out or not out[-1].strip() or out[-1].endswith(":")):
             out += ["@code{.c}", line]
             mode = "code"
         else:
@@ -76,18 +76,23 @@ def converted(text):
         out.append(repeated(before, out))
         at = match.end()
         lines = body_lines(match[0])
-        own_line = text[text.rfind("\n", 0, match.start()) + 1:match.start()].strip() == ""
+        same_line = text[text.rfind("\n", 0, match.start()) + 1:match.start()].strip()
+        describes = re.match(r"\n(?!\n|#endif)", after)
         title = re.match(r"-{3,} (.*?) -{3,}$", lines[0])
         if first:
             out.append(framed(["@file", "@brief " + escaped(lines[0].split(" - ", 1)[-1])] + marked_up(lines[1:], False)))
             first = False
         elif title:
-            rest = marked_up(lines[1:], False)
-            out.append(("/** @} */\n" if group_open else "") + framed(["@name " + escaped(title[1])] + rest) + "\n/** @{ */")
+            body = marked_up(lines[1:], False)
+            out += ["/** @} */\n"] if group_open else []
+            out.append(framed(["@name " + escaped(title[1])] + ([] if describes else body)) + "\n/** @{ */")
+            out += ["\n" + framed(body)] if describes else []
             group_open = True
-        elif not own_line:
+        elif same_line.startswith("#") and not same_line.startswith("#define"):
+            out.append(match[0])
+        elif same_line:
             out.append("/**< " + " ".join(escaped(line) for line in lines) + " */")
-        elif re.match(r"\n[^\n#]", after):
+        elif describes:
             out.append(framed(marked_up(lines, "(" in after.split(";")[0])))
         else:
             out.append(match[0])
@@ -99,11 +104,11 @@ def converted(text):
 
 
 def repeated(code, out):
-    """Gives a declaration that follows another without a gap the comment of that one."""
-    comment = next((piece for piece in reversed(out) if piece.startswith("/** ") and "@file" not in piece), None)
-    if not comment:
-        return code
-    return re.sub(r"(?<=;\n)(?=BRIX_API )", lambda _: comment + "\n", code)
+    """Gives a declaration that follows another without a gap the comment of that one, and a bare handle a few words."""
+    comment = next((piece.strip() for piece in reversed(out) if piece.strip().startswith("/** ")), "")
+    code = re.sub(r"(?<=;\n)(?=BRIX_API |typedef void)", lambda _: comment + "\n", code)
+    return re.sub(r"(?<=\n\n)(typedef struct \w+\* \w+;\n)+",
+                  lambda handles: re.sub("(?=typedef)", "/** An opaque handle. */\n", handles[0]), code)
 
 
 def main():
