@@ -7,7 +7,7 @@
 #define BRIXCORE_STATUS_H_
 
 enum {
-  BRIX_OK = 0,               /* success */
+  BRIX_OK = 0,
   BRIX_FAILED = -1,          /* the operation failed */
   BRIX_BAD_ARGUMENT = -2,    /* a null handle, pointer or buffer, or a value out of range */
   BRIX_OUT_OF_MEMORY = -3,   /* an allocation failed */
