@@ -21,34 +21,34 @@ enum {
 
 /* Internal container type numbers: the values that the type queries write and the type-enable calls take. */
 enum {
-  BRIX_TYPE_NONE = 0,
-  BRIX_TYPE_ARJ = 1,
-  BRIX_TYPE_BZIP2 = 2,
-  BRIX_TYPE_CABINET = 3,
-  BRIX_TYPE_QXZIP = 4,
-  BRIX_TYPE_CHM = 5,
-  BRIX_TYPE_SFX = 6,
-  BRIX_TYPE_GZIP = 7,
-  BRIX_TYPE_LHA = 8,
-  BRIX_TYPE_MIME = 9,
-  BRIX_TYPE_SZDD = 10,
-  BRIX_TYPE_MSI = 11,
-  BRIX_TYPE_RAR = 12,
-  BRIX_TYPE_TAR = 13,
-  BRIX_TYPE_TNEF = 14,
-  BRIX_TYPE_UNIXZ = 15,
-  BRIX_TYPE_ZIP = 16,
-  BRIX_TYPE_WORD = 17,
-  BRIX_TYPE_EXCEL = 18,
-  BRIX_TYPE_POWERPOINT = 19,
-  BRIX_TYPE_OLE_PACKAGE = 20,
-  BRIX_TYPE_NSIS = 21
+  BRIX_TYPE_NONE = 0,         /* not recognised */
+  BRIX_TYPE_ARJ = 1,          /* ARJ */
+  BRIX_TYPE_BZIP2 = 2,        /* BZIP2 */
+  BRIX_TYPE_CABINET = 3,      /* Microsoft cabinet */
+  BRIX_TYPE_QXZIP = 4,        /* QX Zip */
+  BRIX_TYPE_CHM = 5,          /* compiled HTML help */
+  BRIX_TYPE_SFX = 6,          /* self-extracting executable */
+  BRIX_TYPE_GZIP = 7,         /* GZIP */
+  BRIX_TYPE_LHA = 8,          /* LHA, also LZH */
+  BRIX_TYPE_MIME = 9,         /* mail, also uuencoded and BinHex text */
+  BRIX_TYPE_SZDD = 10,        /* Microsoft compressed file */
+  BRIX_TYPE_MSI = 11,         /* Windows Installer database */
+  BRIX_TYPE_RAR = 12,         /* RAR */
+  BRIX_TYPE_TAR = 13,         /* TAR, plain or in GZIP */
+  BRIX_TYPE_TNEF = 14,        /* TNEF, mail attachments in one file */
+  BRIX_TYPE_UNIXZ = 15,       /* Unix compress (.Z) */
+  BRIX_TYPE_ZIP = 16,         /* ZIP */
+  BRIX_TYPE_WORD = 17,        /* Word document */
+  BRIX_TYPE_EXCEL = 18,       /* Excel workbook */
+  BRIX_TYPE_POWERPOINT = 19,  /* PowerPoint presentation */
+  BRIX_TYPE_OLE_PACKAGE = 20, /* file embedded in a document */
+  BRIX_TYPE_NSIS = 21         /* NSIS installer */
 };
 
 /* Why the current member cannot be extracted (ArcTk2_GetMemberStatus). */
 enum {
-  BRIX_MEMBER_NORMAL = 1,
-  BRIX_MEMBER_ENCRYPTED = 2,
+  BRIX_MEMBER_NORMAL = 1,     /* nothing is known against it */
+  BRIX_MEMBER_ENCRYPTED = 2,  /* it is encrypted */
   BRIX_MEMBER_UNSUPPORTED = 3 /* its compression method is known but not supported */
 };
 
