@@ -2,6 +2,8 @@
 #ifndef BRIXCORE_BRIXCORE_H_
 #define BRIXCORE_BRIXCORE_H_
 
+#include "brixcore/archive.h"
+#include "brixcore/session.h"
 #include "brixcore/status.h"
 #include "brixcore/stream.h"
 #include "brixcore/toolkit.h"

@@ -8,15 +8,19 @@
 
 enum {
   BRIX_OK = 0,
-  BRIX_FAILED = -1,          /* the operation failed */
-  BRIX_BAD_ARGUMENT = -2,    /* a null handle, pointer or buffer, or a value out of range */
-  BRIX_OUT_OF_MEMORY = -3,   /* an allocation failed */
-  BRIX_NOT_AN_ARCHIVE = -4,  /* no known and enabled type recognises the data */
-  BRIX_NO_MORE_MEMBERS = -5, /* end of the walk */
-  BRIX_NESTING_LIMIT = -10,  /* the maximum nesting level is reached */
-  BRIX_RATIO_LIMIT = -11,    /* the maximum compression ratio is exceeded */
-  BRIX_SIZE_LIMIT = -12,     /* the member was cut at the maximum extract size; the data so far are valid */
-  BRIX_PART_FAILED = -14     /* a nested archive or an extraction failed part-way */
+  BRIX_FAILED = -1,           /* the operation failed */
+  BRIX_BAD_ARGUMENT = -2,     /* a null handle, pointer or buffer, or a value out of range */
+  BRIX_OUT_OF_MEMORY = -3,    /* an allocation failed */
+  BRIX_NOT_AN_ARCHIVE = -4,   /* no known and enabled type recognises the data */
+  BRIX_NO_MORE_MEMBERS = -5,  /* end of the walk */
+  BRIX_NO_CURRENT = -6,       /* no current member, or nothing was interrupted */
+  BRIX_BUFFER_TOO_SMALL = -7, /* the buffer is too small; the size needed was written back */
+  BRIX_NO_PROPERTY = -8,      /* this member does not have the property */
+  BRIX_NO_OUTPUT = -9,        /* the host's stream factory made no stream */
+  BRIX_NESTING_LIMIT = -10,   /* the maximum nesting level is reached; in the ArcTk family also the ratio */
+  BRIX_RATIO_LIMIT = -11,     /* the maximum compression ratio is exceeded; not used by the ArcTk family */
+  BRIX_SIZE_LIMIT = -12,      /* the member was cut at the maximum extract size; the data so far are valid */
+  BRIX_PART_FAILED = -14      /* a nested archive or an extraction failed part-way */
 };
 
 /* Internal container type numbers: the values that the type queries write and the type-enable calls take. */
