@@ -1,4 +1,4 @@
-// platform.h - what the library asks of the operating system: files by descriptor.
+// platform.h - what the library asks of the operating system: files by descriptor, and the environment.
 //
 // A descriptor is the index of a slot in one process-wide table of 2,048 operating-system handles. One lock
 // guards finding a free slot and clearing one; reading or writing an open file takes no lock, because a
@@ -42,5 +42,11 @@ void Close(int32_t descriptor);
 [[nodiscard]] bool SetSize(int32_t descriptor, uint32_t size);
 
 [[nodiscard]] bool Remove(const char* path);
+
+// Whether anything of this name exists, a folder too.
+[[nodiscard]] bool Exists(const char* path);
+
+// Copies an environment variable with its terminator. False: it is not set, or does not fit.
+[[nodiscard]] bool ReadEnvironment(const char* name, char* value, uint32_t value_size);
 
 }  // namespace brix::platform

@@ -23,6 +23,8 @@ CHECK_LAYOUT(property, sizeof(ArcMemberProp) == 48 && offsetof(ArcMemberProp, bu
 CHECK_LAYOUT(handles_are_pointers,
              sizeof(ArcTk2Toolkit) == sizeof(void*) && sizeof(ArcTk2Archive) == sizeof(void*) &&
                  sizeof(ArcArchive) == sizeof(void*) && sizeof(ArcTkSession) == sizeof(void*));
+CHECK_LAYOUT(type_info, offsetof(BrixTypeInfo, valid) == 0 && offsetof(BrixTypeInfo, name) == 4 &&
+                            offsetof(BrixTypeInfo, extensions) == 54 && sizeof(BrixTypeInfo) == 56);
 CHECK_LAYOUT(statuses, BRIX_OK == 0 && BRIX_FAILED == -1 && BRIX_BAD_ARGUMENT == -2 &&
                            BRIX_OUT_OF_MEMORY == -3 && BRIX_NOT_AN_ARCHIVE == -4 &&
                            BRIX_NO_MORE_MEMBERS == -5 && BRIX_NO_CURRENT == -6 &&

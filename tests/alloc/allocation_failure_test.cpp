@@ -3,6 +3,8 @@
 //
 // The rooms are linked in, so that the linker can put the functions below in front of malloc and realloc.
 // Memory that the language's run time takes for itself is not counted.
+#include "alloc/countdown.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -12,10 +14,10 @@
 
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // the pairs below do match
 
-namespace {
-
-long countdown = -1;  // allocations until one fails; negative: none does
+long countdown = -1;
 bool happened = false;
+
+namespace {
 
 bool Fails() {
   if (countdown < 0 || countdown-- != 0) return false;

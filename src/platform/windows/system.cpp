@@ -1,0 +1,16 @@
+// system.cpp - what is neither opened nor read, on Windows.
+#include <windows.h>
+
+#include "platform/platform.h"
+
+namespace brix::platform {
+
+bool Exists(const char* path) { return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
+
+// Asked of the system: the C run time knows only what was set before it was loaded.
+bool ReadEnvironment(const char* name, char* value, uint32_t value_size) {
+  const DWORD length = GetEnvironmentVariableA(name, value, value_size);
+  return length != 0 && length < value_size;
+}
+
+}  // namespace brix::platform
