@@ -1,84 +1,20 @@
-// walk_fuzzer.cpp - the exported walk over a host stream that fails, cuts short or lies, with every choice
-// that a host can make taken from the input.
-//
-// Input: a byte with the count of choice bytes, these bytes, and the archive behind them. Choices are used in
-// a circle, so that a short list repeats itself; an empty list means no fault and extraction to memory.
+// walk_fuzzer.cpp - the toolkit family's walk over the host of fuzz_host.h, extracting to every kind of target. The
+// first of all choices is memory.
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <span>
 #include <string>
 
-#include "brixcore/brixcore.h"
+#include "fuzz_host.h"
 
 namespace {
 
+using brix::Host;
+using brix::Promise;
+
 constexpr uint32_t kMaxSteps = 200;
 constexpr uint32_t kDefaultExtractSize = 1 << 18;  // bytes
-constexpr size_t kMaxInput = 1 << 20;              // bytes
-
-void Promise(bool kept, const char* promise) {
-  if (kept) return;
-  std::fprintf(stderr, "broken promise: %s\n", promise);
-  std::abort();
-}
-
-class Choices {
- public:
-  explicit Choices(std::span<const uint8_t> bytes) : bytes_(bytes) {}
-  uint32_t Next() { return bytes_.empty() ? 0 : bytes_[at_++ % bytes_.size()]; }
-
- private:
-  std::span<const uint8_t> bytes_;
-  size_t at_ = 0;
-};
-
-// The host's stream. One call in sixteen goes wrong when the choice says so.
-struct Host {
-  std::span<const uint8_t> archive;
-  Choices choices;
-
-  // 0: as it should be; 1 to 4: ways to go wrong.
-  uint32_t Fault() {
-    const uint32_t choice = choices.Next();
-    return choice >= 0xF0 ? 1 + choice % 4 : 0;
-  }
-};
-
-int32_t Close(void*) {
-  Promise(false, "the host's stream is not closed by the library");
-  return 0;
-}
-
-int32_t Read(void* context, uint32_t offset, void* buffer, uint32_t length, uint32_t* got) {
-  Host& host = *static_cast<Host*>(context);
-  const uint32_t fault = host.Fault();
-  if (fault == 1) return -1;
-  const auto size = static_cast<uint32_t>(host.archive.size());
-  uint32_t count = offset < size ? std::min(length, size - offset) : 0;
-  if (fault == 2) count /= 2;
-  if (count != 0) std::memcpy(buffer, host.archive.data() + offset, count);
-  *got = fault == 3 ? length + 1 : count;
-  return fault == 4 ? 1 : 0;
-}
-
-int32_t NoWrite(void*, uint32_t, const void*, uint32_t) {
-  Promise(false, "the archive is not written to");
-  return -1;
-}
-
-int32_t GetSize(void* context, uint32_t* size) {
-  Host& host = *static_cast<Host*>(context);
-  const uint32_t fault = host.Fault();
-  *size = static_cast<uint32_t>(host.archive.size());
-  if (fault == 2) *size /= 2;
-  if (fault == 3) *size = UINT32_MAX;
-  if (fault == 4) *size = 0;
-  return fault == 1 ? -1 : 0;
-}
 
 // The host's target: counts what it is given and fails by choice.
 struct Sink {
@@ -122,7 +58,7 @@ int32_t ExtractMember(ArcTk2Archive* archive, Host& host, uint32_t choice, uint3
   switch (choice % 8) {
     case 5: {
       Sink sink{&host};
-      const ArcStream record = {&sink, Close, NoRead, Write, SinkSize, nullptr, nullptr};
+      const ArcStream record = {&sink, Host::Close, NoRead, Write, SinkSize, nullptr, nullptr};
       const int32_t status = ArcTk2_ExtractToStream(archive, &record);
       Promise(sink.end <= limit, "a stream gets no more than the limit");
       return status;
@@ -184,10 +120,8 @@ void Walk(ArcTk2Archive* archive, Host& host, uint32_t limit, uint32_t max_nesti
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size == 0 || size > kMaxInput) return 0;
-  const std::span<const uint8_t> input(data + 1, size - 1);
-  const size_t choice_count = std::min<size_t>(data[0], input.size());
-  Host host{input.subspan(choice_count), Choices(input.first(choice_count))};
+  if (size == 0 || size > brix::kMaxHostInput) return 0;
+  Host host(std::span(data, size));
 
   const uint32_t limit = host.choices.Next() % 4 == 3 ? host.choices.Next() * 8 : kDefaultExtractSize;
   const uint32_t ratio = host.choices.Next() % 4 == 3 ? host.choices.Next() : 1000;
@@ -196,7 +130,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (ArcTk2_Init(&toolkit) != BRIX_OK) return 0;
   Promise(ArcTk2_SetToolkitLimits(&toolkit, limit, ratio, max_nesting_level) == BRIX_OK, "limits are taken");
   Promise(ArcTk2_SetGlobalTempFileDirectory(&toolkit, Folder().c_str()) == BRIX_OK, "a folder is taken");
-  const ArcStream record = {&host, Close, Read, NoWrite, GetSize, nullptr, nullptr};
+  const ArcStream record = host.Record();
   ArcTk2Archive archive = nullptr;
   const int32_t status = ArcTk2_OpenArchiveStream(&toolkit, &record, &archive);
   Promise((status == BRIX_OK) == (archive != nullptr), "a handle comes with success alone");

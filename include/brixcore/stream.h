@@ -1,4 +1,4 @@
-/* stream.h - the record through which a host hands brixcore a stream of its own.
+/* stream.h - the records that cross the border: streams, factories of streams, and properties of members.
  *
  * A stream has no current position: every call names the offset it works at. Offsets and sizes are bytes,
  * unsigned 32-bit; a stream of 4 GiB or more cannot be presented.
@@ -16,8 +16,9 @@
 typedef struct ArcStream {
   void* context; /* opaque to the library; handed to every operation */
 
-  /* Releases the stream and its context. ArcTk2_ functions require it to be present but never call it: the
-   * host opened the stream and closes it. */
+  /* Releases the stream and its context; called once. Whoever opened a stream closes it: the library requires
+   * this to be present in a host's stream but never calls it, except for streams that it took from the host's
+   * factory. */
   int32_t (*close)(void* context);
 
   /* Copies up to `length` bytes that start at `offset` into `buffer` and writes the count to `*got`.
@@ -31,11 +32,32 @@ typedef struct ArcStream {
   /* Writes the current length in bytes to `*size`. */
   int32_t (*get_size)(void* context, uint32_t* size);
 
-  /* Truncates or extends to `size` bytes. Optional: may be null for ArcTk2_ functions. */
+  /* Truncates or extends to `size` bytes. Optional: the library takes null for a refusal. */
   int32_t (*set_size)(void* context, uint32_t size, uint32_t reserved);
 
-  /* Copies the stream's file name. Optional: may be null for ArcTk2_ functions. */
+  /* Copies the path of the file behind the stream: at most 511 bytes and a terminator. `reserved` is 0. Only
+   * streams over temporary files have one. Optional: the library takes null for a refusal. */
   int32_t (*get_file_name)(void* context, char* buffer, uint32_t reserved);
 } ArcStream;
+
+/* Three machine words: makes the streams that a session extracts into. */
+typedef struct ArcStreamFactory {
+  void* context; /* opaque to the library; handed to both operations */
+
+  /* Fills `*stream` with a new, empty stream to be written and read: close, read, write and get_size must be
+   * present. Returns 0; anything else is a failure, and `*stream` is then not looked at. */
+  int32_t (*create)(void* context, ArcStream* stream);
+
+  /* Releases the factory's context. The streams that it made live on. */
+  int32_t (*destroy)(void* context);
+} ArcStreamFactory;
+
+/* One property of a member, asked for by name or by index. */
+typedef struct ArcMemberProp {
+  char name[32];        /* at most 31 bytes and a terminator */
+  void* buffer;         /* where the value goes; null asks for the size only */
+  uint32_t size;        /* bytes at `buffer` */
+  uint32_t result_size; /* written back: bytes stored, or bytes needed */
+} ArcMemberProp;
 
 #endif /* BRIXCORE_STREAM_H_ */

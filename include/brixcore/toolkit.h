@@ -36,7 +36,10 @@
 #include "brixcore/status.h"
 #include "brixcore/stream.h"
 
+/* The settings that archives are opened with, from ArcTk2_Init. */
 typedef struct ArcTk2ToolkitRecord* ArcTk2Toolkit;
+
+/* An open archive and where the walk through it stands, from ArcTk2_OpenArchive. */
 typedef struct ArcTk2ArchiveRecord* ArcTk2Archive;
 
 /* --- Toolkit: settings ------------------------------------------------------------------------------------

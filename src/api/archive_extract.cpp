@@ -1,17 +1,12 @@
 // archive_extract.cpp - the four targets of an extraction, and the limits that they share.
-//
-// A handler is asked for one byte more than the limit, and that byte is dropped on the way: so a member of
-// exactly the limit is whole, a longer one is cut, and no handler has to know the difference. On the way to
-// the target stand, in this order, a buffer of 4,096 bytes and the limit; neither depends on what the handler
-// says it wrote.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "api/archive.h"
+#include "api/limited_extract.h"
 #include "io/file_stream.h"
-#include "io/write_streams.h"
 
 namespace {
 
@@ -24,18 +19,12 @@ constexpr size_t kMaxSpare = 4 << 20;  // bytes
 
 ArcTk2ArchiveRecord::Yield ArcTk2ArchiveRecord::ExtractInto(brix::Stream& target) {
   const brix::ChainSizes sizes = top_->sizes;
-  const uint32_t limit = brix::MemberLimit(limits_, sizes);
-  brix::LimitedWriteStream limited(&target, limit);
-  brix::BufferedWriteStream out(&limited);
-  uint32_t produced = 0;
-  // Saturates: 0 would mean no limit to the handler.
-  const bool extracted =
-      top_->handler->ExtractMember(&out, limit == UINT32_MAX ? limit : limit + 1, &produced);
-  const bool flushed = out.Flush();  // after a failure too: a host's stream keeps what came
-  was_cut_ = limited.was_cut();
-  if (!extracted || !flushed) return {BRIX_PART_FAILED, limited.stored()};
-  if (sizes.RatioReached(limited.stored(), limits_.max_ratio)) return {BRIX_RATIO_LIMIT, limited.stored()};
-  return {was_cut_ ? BRIX_SIZE_LIMIT : BRIX_OK, limited.stored()};
+  const brix::LimitedExtraction result =
+      brix::ExtractLimited(*top_->handler, target, brix::MemberLimit(limits_, sizes));
+  was_cut_ = result.was_cut;
+  if (!result.ok) return {BRIX_PART_FAILED, result.stored};
+  if (sizes.RatioReached(result.stored, limits_.max_ratio)) return {BRIX_RATIO_LIMIT, result.stored};
+  return {was_cut_ ? BRIX_SIZE_LIMIT : BRIX_OK, result.stored};
 }
 
 int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace brix {
 
@@ -43,21 +42,24 @@ uint32_t CachedReadStream::CopyFromBlock(uint32_t offset, uint8_t* buf, uint32_t
   const uint32_t at = offset - block->start;
   if (at >= block->valid) return 0;
   const uint32_t count = std::min(size, block->valid - at);
-  std::memcpy(buf, block->bytes.data() + at, count);
+  std::memcpy(buf, block->bytes + at, count);
   return count;
 }
 
 CachedReadStream::Block* CachedReadStream::Fetch(uint32_t offset) {
   const uint32_t start = offset / block_size_ * block_size_;
-  if (blocks_ == nullptr) {
-    blocks_.reset(new (std::nothrow) Block[max_blocks_]);
-    if (blocks_ == nullptr) return nullptr;
-  }
-  Block* const first = blocks_.get();
+  if (!memory_.TryResize(max_blocks_ * block_size_)) return nullptr;
+  Block* const first = blocks_.data();
   Block* const last = first + block_count_;
   Block* found = std::find_if(first, last, [&](const Block& b) { return b.valid == 0 || b.start == start; });
   if (found == last || found->valid == 0) {
-    found = block_count_ < max_blocks_ ? first + block_count_++ : last - 1;
+    if (block_count_ < max_blocks_) {
+      found = first + block_count_;
+      found->bytes = memory_.data() + block_count_ * block_size_;
+      ++block_count_;
+    } else {
+      found = last - 1;
+    }
     found->valid = 0;
     found->start = start;
   }
@@ -67,8 +69,7 @@ CachedReadStream::Block* CachedReadStream::Fetch(uint32_t offset) {
   }
   if (found->valid == 0) {
     uint32_t got = 0;
-    if (!found->bytes.TryResize(block_size_)) return nullptr;
-    if (!inner_->ReadAt(start, found->bytes.data(), block_size_, &got) || got > block_size_) return nullptr;
+    if (!inner_->ReadAt(start, found->bytes, block_size_, &got) || got > block_size_) return nullptr;
     found->valid = got;
   }
   return found->valid == 0 ? nullptr : found;

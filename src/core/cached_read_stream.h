@@ -4,8 +4,8 @@
 // few reads of the file below. Larger reads go around the cache, so bulk decoding is not copied twice.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <memory>
 
 #include "core/memory_block.h"
 #include "core/stream.h"
@@ -17,6 +17,9 @@ class CachedReadStream final : public Stream {
   static constexpr uint32_t kDefaultBlocks = 4;
   static constexpr uint32_t kDefaultBlockSize = 1024;  // bytes
 
+  static constexpr uint32_t kMostBlocks = 16;
+
+  // `max_blocks` is at most kMostBlocks.
   explicit CachedReadStream(uint32_t max_blocks = kDefaultBlocks, uint32_t block_size = kDefaultBlockSize)
       : max_blocks_(max_blocks), block_size_(block_size) {}
   ~CachedReadStream() override;
@@ -32,9 +35,9 @@ class CachedReadStream final : public Stream {
 
  private:
   struct Block {
-    uint32_t start = 0;  // offset of its first byte, a multiple of the block size
-    uint32_t valid = 0;  // bytes held; 0: empty
-    MemoryBlock bytes;
+    uint32_t start = 0;        // offset of its first byte, a multiple of the block size
+    uint32_t valid = 0;        // bytes held; 0: empty
+    uint8_t* bytes = nullptr;  // its place in memory_
   };
 
   // The block that holds the byte at `offset`, now at the front of the list; null when it cannot be filled.
@@ -45,8 +48,9 @@ class CachedReadStream final : public Stream {
 
   const uint32_t max_blocks_;
   const uint32_t block_size_;
-  std::unique_ptr<Block[]> blocks_;  // most recently used first
-  uint32_t block_count_ = 0;         // how many of max_blocks_ are in use
+  MemoryBlock memory_;                     // of all blocks, taken by the first read that needs one
+  std::array<Block, kMostBlocks> blocks_;  // most recently used first
+  uint32_t block_count_ = 0;               // how many of max_blocks_ are in use
   Stream* inner_ = nullptr;
   uint32_t owns_inner_ = 0;
 };

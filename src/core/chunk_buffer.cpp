@@ -33,11 +33,18 @@ uint32_t ChunkBuffer::Length() const {
   return length_;
 }
 
+// `bytes` may lie in this buffer: they are copied before anything of it is freed.
 bool ChunkBuffer::Assign(const void* bytes, uint32_t length) {
-  if (first_.bytes.size() < length && !first_.bytes.TryResize(length)) return false;
+  if (first_.bytes.size() < length) {
+    MemoryBlock larger;
+    if (!larger.TryResize(length)) return false;
+    std::memcpy(larger.data(), bytes, length);
+    first_.bytes = std::move(larger);
+  } else if (length != 0) {
+    std::memmove(first_.bytes.data(), bytes, length);
+  }
   DropChain(first_);
   last_ = &first_;
-  if (length != 0) std::memmove(first_.bytes.data(), bytes, length);
   first_.length = length;
   length_is_stale_ = true;
   return true;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 namespace brix {
 
@@ -16,6 +17,15 @@ struct FreeDeleter {
 // decoding into it, so nobody pays for pages that are not used.
 class MemoryBlock {
  public:
+  MemoryBlock() = default;
+  MemoryBlock(MemoryBlock&& other) noexcept
+      : bytes_(std::move(other.bytes_)), size_(std::exchange(other.size_, 0)) {}
+  MemoryBlock& operator=(MemoryBlock&& other) noexcept {
+    bytes_ = std::move(other.bytes_);
+    size_ = std::exchange(other.size_, 0);
+    return *this;
+  }
+
   [[nodiscard]] uint8_t* data() { return bytes_.get(); }
   [[nodiscard]] const uint8_t* data() const { return bytes_.get(); }
   [[nodiscard]] size_t size() const { return size_; }

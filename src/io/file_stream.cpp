@@ -8,6 +8,12 @@ bool FileStream::Open(const char* path, platform::OpenMode mode) {
   return is_open();
 }
 
+bool FileStream::Open(const wchar_t* path, platform::OpenMode mode) {
+  Close();
+  descriptor_ = platform::Open(path, mode);
+  return is_open();
+}
+
 void FileStream::Close() {
   if (is_open()) platform::Close(descriptor_);
   descriptor_ = platform::kNoDescriptor;

@@ -17,6 +17,7 @@ class FileStream final : public Stream {
 
   // Closes what was open before. False: no such file, no right to it, not a regular file, too many open.
   [[nodiscard]] bool Open(const char* path, platform::OpenMode mode);
+  [[nodiscard]] bool Open(const wchar_t* path, platform::OpenMode mode);
   void Close();
 
   [[nodiscard]] bool ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) override;

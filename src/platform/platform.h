@@ -25,6 +25,8 @@ enum class OpenMode {
 // The descriptor, kNoDescriptor on failure: also when all slots are taken, after closing the new handle
 // again.
 [[nodiscard]] int32_t Open(const char* path, OpenMode mode);
+// The same for a wide path: UTF-16 on Windows; elsewhere UTF-32, handed to the system as UTF-8.
+[[nodiscard]] int32_t Open(const wchar_t* path, OpenMode mode);
 void Close(int32_t descriptor);
 
 // Copies up to `size` bytes that start at `offset`; true with `*got < size` means that the end was reached.

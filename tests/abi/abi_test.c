@@ -15,14 +15,22 @@ CHECK_LAYOUT(write_fourth, offsetof(ArcStream, write) == 3 * sizeof(void*));
 CHECK_LAYOUT(get_size_fifth, offsetof(ArcStream, get_size) == 4 * sizeof(void*));
 CHECK_LAYOUT(set_size_sixth, offsetof(ArcStream, set_size) == 5 * sizeof(void*));
 CHECK_LAYOUT(get_file_name_seventh, offsetof(ArcStream, get_file_name) == 6 * sizeof(void*));
+CHECK_LAYOUT(factory_is_three_words, sizeof(ArcStreamFactory) == 3 * sizeof(void*));
+CHECK_LAYOUT(factory_order, offsetof(ArcStreamFactory, create) == 1 * sizeof(void*) &&
+                                offsetof(ArcStreamFactory, destroy) == 2 * sizeof(void*));
+CHECK_LAYOUT(property, sizeof(ArcMemberProp) == 48 && offsetof(ArcMemberProp, buffer) == 32 &&
+                           offsetof(ArcMemberProp, size) == 40 && offsetof(ArcMemberProp, result_size) == 44);
 CHECK_LAYOUT(handles_are_pointers,
-             sizeof(ArcTk2Toolkit) == sizeof(void*) && sizeof(ArcTk2Archive) == sizeof(void*));
+             sizeof(ArcTk2Toolkit) == sizeof(void*) && sizeof(ArcTk2Archive) == sizeof(void*) &&
+                 sizeof(ArcArchive) == sizeof(void*) && sizeof(ArcTkSession) == sizeof(void*));
 CHECK_LAYOUT(type_info, offsetof(BrixTypeInfo, valid) == 0 && offsetof(BrixTypeInfo, name) == 4 &&
                             offsetof(BrixTypeInfo, extensions) == 54 && sizeof(BrixTypeInfo) == 56);
 CHECK_LAYOUT(statuses, BRIX_OK == 0 && BRIX_FAILED == -1 && BRIX_BAD_ARGUMENT == -2 &&
                            BRIX_OUT_OF_MEMORY == -3 && BRIX_NOT_AN_ARCHIVE == -4 &&
-                           BRIX_NO_MORE_MEMBERS == -5 && BRIX_NESTING_LIMIT == -10 &&
-                           BRIX_RATIO_LIMIT == -11 && BRIX_SIZE_LIMIT == -12 && BRIX_PART_FAILED == -14);
+                           BRIX_NO_MORE_MEMBERS == -5 && BRIX_NO_CURRENT == -6 &&
+                           BRIX_BUFFER_TOO_SMALL == -7 && BRIX_NO_PROPERTY == -8 && BRIX_NO_OUTPUT == -9 &&
+                           BRIX_NESTING_LIMIT == -10 && BRIX_RATIO_LIMIT == -11 && BRIX_SIZE_LIMIT == -12 &&
+                           BRIX_PART_FAILED == -14);
 
 /* "SZDD", version, length 5, five literals. */
 static const unsigned char kFile[] = {'S', 'Z', 'D', 'D', 0x88, 0xF0, 0x27, 0x33, 'A', 0,

@@ -102,5 +102,72 @@ TEST(AllocationFailure, AtEveryAllocationOfAWalk) {
   }
 }
 
+// One archive over a file, each member into memory and, as an interruption, opened from there.
+void WalkArc(const ArcStream& file, const char*) {
+  ArcArchive archive = nullptr;
+  if (ArcOpenArchive(&file, &archive) != BRIX_OK) return;
+  while (ArcNextMember(archive) == BRIX_OK) {
+    ArcStream target{};
+    ArcStream* resumed = nullptr;
+    if (ArcTkOpenTempMemStream(&target) != BRIX_OK) continue;
+    (void)ArcExtractMember(archive, &target);
+    if (ArcInterrupt(&archive, &target, nullptr) == BRIX_OK) {
+      (void)ArcNextMember(archive);
+      EXPECT_EQ(ArcResume(&archive, &resumed, nullptr), BRIX_OK);
+      EXPECT_EQ(resumed, &target);
+    }
+    (void)target.close(target.context);
+  }
+  EXPECT_EQ(ArcCloseArchive(archive), BRIX_OK);
+}
+
+void WalkSession(const ArcStream& file, const ArcStream* output, const ArcStreamFactory& factory) {
+  ArcTkSession session = nullptr;
+  const int32_t opened = ArcTkOpenModifyArchive(&file, output, &factory, &session);
+  EXPECT_EQ(opened == BRIX_OK, session != nullptr);
+  if (opened != BRIX_OK) return;
+  ArcStream member{};
+  int32_t status = BRIX_OK;
+  for (int step = 0; step < 50 && status != BRIX_NO_MORE_MEMBERS; ++step) {
+    status = ArcTkExtractNextMember(session, 1, &member);
+  }
+  EXPECT_EQ(status, BRIX_NO_MORE_MEMBERS);
+  EXPECT_EQ(ArcTkCloseArchive(&session), BRIX_OK);
+}
+
+void WalkInMemory(const ArcStream& file, const char*) {
+  ArcStreamFactory factory{};
+  if (ArcTkOpenTempMemStreamFactory(&factory) == BRIX_OK) WalkSession(file, nullptr, factory);
+}
+
+void WalkInFiles(const ArcStream& file, const char* temp_directory) {
+  ArcStreamFactory factory{};
+  if (ArcTkOpenTempFileStreamFactory(temp_directory, &factory) != BRIX_OK) return;
+  WalkSession(file, &file, factory);
+  EXPECT_EQ(ArcTkCloseStreamFactory(&factory), BRIX_OK);
+}
+
+TEST(AllocationFailure, AtEveryAllocationOfTheStreamBasedFamilies) {
+  const TempDir dir;
+  const TempDir temp;
+  const std::string path = dir.Write("nested", Szdd(Szdd(SzddOfSpaces(20000))));
+  for (const auto walk : {WalkArc, WalkInMemory, WalkInFiles}) {
+    long n = 0;
+    do {
+      happened = false;
+      countdown = n++;
+      ArcStream file{};
+      const int32_t status = ArcTkOpenFile(path.c_str(), BRIX_FILE_READ, &file);
+      if (status == BRIX_OK) walk(file, temp.path().c_str());
+      countdown = -1;
+      if (status == BRIX_OK) (void)file.close(file.context);
+      EXPECT_EQ(status, n == 1 ? BRIX_FAILED : BRIX_OK) << "exhausted memory is a plain failure there";
+      ASSERT_TRUE(temp.List().empty()) << "allocation " << n;
+      ASSERT_LT(n, 1000);
+    } while (happened);
+    EXPECT_GT(n, 8);
+  }
+}
+
 }  // namespace
 }  // namespace brix

@@ -216,6 +216,8 @@ TEST(ChunkBuffer, AppendsAssignsAndTruncatesAcrossChunks) {
   EXPECT_EQ(Text(buffer), "hello, w!");
   buffer.Truncate(100);
   EXPECT_EQ(buffer.Length(), 9u);
+  ASSERT_TRUE(buffer.Assign(buffer.ByteAt(8), 1));  // its own bytes, of a chunk that is freed
+  EXPECT_EQ(Text(buffer), "!");
   ASSERT_TRUE(buffer.Assign("bye", 3));
   EXPECT_EQ(Text(buffer), "bye");
   buffer.Truncate(0);

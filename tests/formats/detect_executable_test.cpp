@@ -10,6 +10,7 @@
 #include "support/bytes.h"
 #include "support/detect_samples.h"
 #include "support/pe_builder.h"
+#include "support/rows.h"
 
 namespace brix {
 namespace {
@@ -51,58 +52,36 @@ const Bytes kZipSignature = Bytes().Text("PK\x03\x04");
 
 TEST(SfxSearch, OfAnyProgramCoversThe100KiBLessTheOverlap) {
   const Bytes program = Bytes().Text("MZ").PadTo(110000);
-  const struct {
-    const char* label;
-    uint32_t at;
-    bool found;
-  } rows[] = {
+  const Rows<uint32_t, bool> rows = {
       {"right behind MZ", 2, true},
       {"across the first chunk's end", 4094, true},
-      {"at 100000", 100000, true},
       {"the last that fits the bytes read", 102390, true},
       {"one too far", 102391, false},
-      {"at the range's end", 102400, false},
       {"where the second chunk starts", 4090, true},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Locate(Over(program, row.at, kZipSignature)), (row.found ? Found{kZip, row.at} : Found{}))
-        << row.label;
-  }
+  ExpectRows(rows, [&](uint32_t at) { return Locate(Over(program, at, kZipSignature)) == Found{kZip, at}; });
 }
 
 TEST(SfxSearch, OfAWindowsProgramCoversTheLastSectionsStartAndTheOverlay) {
   constexpr uint32_t kSection = 1000, kSize = 20000, kEnd = kSection + kSize;
   const Bytes program = PeHeaders({{500, 300}, {kSize, kSection}}).PadTo(kEnd + 20000);
-  const struct {
-    const char* label;
-    uint32_t at;
-    bool found;
-  } rows[] = {
+  const Rows<uint32_t, bool> rows = {
       {"before the last section", 600, false},
       {"at the section's start", kSection, true},
-      {"5000 bytes in", kSection + 5000, true},
       {"the last place of the first search", kSection + 5120 - 6 - 4, true},
       {"behind the first search", kSection + 5120 - 6 - 3, false},
-      {"6000 bytes in", kSection + 6000, false},
       {"before the section's end", kEnd - 4, false},
       {"at the overlay's start", kEnd, true},
       {"the last place of the second search", kEnd + 10240 - 6 - 4, true},
       {"behind the second search", kEnd + 10240 - 6 - 3, false},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Locate(Over(program, row.at, kZipSignature)), (row.found ? Found{kZip, row.at} : Found{}))
-        << row.label;
-  }
+  ExpectRows(rows, [&](uint32_t at) { return Locate(Over(program, at, kZipSignature)) == Found{kZip, at}; });
 }
 
 TEST(SfxSearch, HeadersThatLieEndTheTest) {
   const Bytes good = PeHeaders({{100, 400}}).PadTo(500).Raw(kZipSignature).PadTo(600);
   const uint32_t entry = kPeTableAt;
-  const struct {
-    const char* label;
-    Bytes file;
-    bool found;
-  } rows[] = {
+  const Rows<Bytes, bool> rows = {
       {"as written", good, true},
       {"no MZ", Bytes(good).PatchU8(0, 'N'), false},
       {"a library", Bytes(good).PatchU16(kPeHeaderAt + 22, 0x2102), false},
@@ -116,7 +95,7 @@ TEST(SfxSearch, HeadersThatLieEndTheTest) {
       {"no new-header offset", Bytes().Text("MZ").Raw(kZipSignature).PadTo(63), false},
       {"cut inside the section entry", Bytes(good).CutTo(entry + 23), false},
   };
-  for (const auto& row : rows) EXPECT_EQ(Locate(row.file).type_id, row.found ? kZip : 0) << row.label;
+  ExpectRows(rows, [](const Bytes& file) { return Locate(file).type_id == kZip; });
 }
 
 TEST(SfxSearch, KeepsRefusingAHeaderOffsetBehindTheFile) {
@@ -127,13 +106,8 @@ TEST(SfxSearch, SignaturesAndTheirConditions) {
   constexpr uint32_t kAt = 200;
   const Bytes program = Bytes().Text("MZ").PadTo(400);
   const auto arj = [](uint32_t size) { return Bytes().U8(0x60).U8(0xEA).U16(size); };
-  const struct {
-    const char* label;
-    Bytes what;
-    Found found;
-  } rows[] = {
+  const Rows<Bytes, Found> rows = {
       {"ARJ", arj(2600), {kArj, kAt}},
-      {"ARJ, empty header", arj(0), {}},
       {"ARJ, header too long", arj(2601), {}},
       {"cabinet", Bytes().Text("MSCF"), {kCabinet, kAt}},
       {"LHA starts before its method", Bytes().Text("-lh5-"), {kLha, kAt - 2}},
@@ -147,7 +121,7 @@ TEST(SfxSearch, SignaturesAndTheirConditions) {
       {"the first of two", Bytes().Text("MSCFPK\x03\x04"), {kCabinet, kAt}},
       {"a failed condition does not end the search", arj(0).Text("MSCF"), {kCabinet, kAt + 4}},
   };
-  for (const auto& row : rows) EXPECT_EQ(Locate(Over(program, kAt, row.what)), row.found) << row.label;
+  ExpectRows(rows, [&](const Bytes& what) { return Locate(Over(program, kAt, what)); });
 }
 
 TEST(SfxSearch, SeesAcrossTheEndsOfBlocksAndChunks) {
@@ -168,13 +142,16 @@ TEST(SfxSearch, AnLhaMethodAtTheVeryStartIsPassedOver) {
 }
 
 TEST(DetectSfx, AsksTheInnerFormatOnAViewOfTheRest) {
+  const Bytes damaged = CabinetSample().PatchU32(8, 0);
+  const Rows<Bytes, Found> rows = {
+      {"cabinet", CabinetSample(), {kCabinet, 500}},
+      {"LHA", LhaSample(), {kLha, 500}},
+      {"ARJ", ArjSample(), {kArj, 500}},
+      {"a damaged cabinet", damaged, {}},
+      {"the search is not resumed", Bytes(damaged).Raw(ArjSample()), {}},
+  };
   const Bytes program = PeHeaders({{100, 400}}).PadTo(500);
-  EXPECT_EQ(Locate(Bytes(program).Raw(CabinetSample()), Formats()), (Found{kCabinet, 500}));
-  EXPECT_EQ(Locate(Bytes(program).Raw(LhaSample()), Formats()), (Found{kLha, 500}));
-  EXPECT_EQ(Locate(Bytes(program).Raw(ArjSample()), Formats()), (Found{kArj, 500}));
-  const Bytes damaged = Bytes(program).Raw(CabinetSample().PatchU32(8, 0));
-  EXPECT_EQ(Locate(damaged, Formats()), Found{});
-  EXPECT_EQ(Locate(Bytes(damaged).Raw(ArjSample()), Formats()), Found{}) << "the search is not resumed";
+  ExpectRows(rows, [&](const Bytes& rest) { return Locate(Bytes(program).Raw(rest), Formats()); });
   constexpr FormatTable kEmpty{std::span<const FormatEntry>()};
   EXPECT_EQ(Locate(Bytes(program).Raw(CabinetSample()), kEmpty), Found{}) << "the inner format has no row";
 }
@@ -184,11 +161,7 @@ Bytes NsisHeader() { return Bytes().U32(0).U32(0xDEADBEEF).Text("NullsoftInst").
 TEST(DetectNsis, TakesTheHeaderAtTheLargestEndOfAnySection) {
   const Bytes installer = PeHeaders({{100, 400}, {300, 600}, {0, 0}}).PadTo(900).Raw(NsisHeader());
   const uint32_t entry = kPeTableAt;
-  const struct {
-    const char* label;
-    Bytes file;
-    int64_t at;  // -1: none
-  } rows[] = {
+  const Rows<Bytes, int64_t> rows = {
       {"as written", installer, 900},
       {"cut behind the signature", Bytes(installer).CutTo(920), 900},
       {"cut inside the signature", Bytes(installer).CutTo(919), -1},
@@ -199,14 +172,14 @@ TEST(DetectNsis, TakesTheHeaderAtTheLargestEndOfAnySection) {
       {"no sections", Over(PeHeaders({}), 4, Bytes().U32(0xDEADBEEF).Text("NullsoftInst")), -1},
       {"a library is an installer too", Bytes(installer).PatchU16(kPeHeaderAt + 22, 0x2102), 900},
   };
-  for (const auto& row : rows) EXPECT_EQ(PlaceOf(nsis::LocateNsis, row.file), row.at) << row.label;
+  ExpectRows(rows, PlaceOf<nsis::LocateNsis>);
 }
 
 TEST(DetectNsis, WalksMoreEntriesThanOneReadHolds) {
   for (const uint32_t largest : {0u, 24u, 25u, 26u, 49u, 50u, 59u}) {
     std::vector<PeSection> sections(60, {16, 64});
     sections[largest] = {1000, 4000};
-    EXPECT_EQ(PlaceOf(nsis::LocateNsis, PeHeaders(sections).PadTo(5000).Raw(NsisHeader())), 5000) << largest;
+    EXPECT_EQ(PlaceOf<nsis::LocateNsis>(PeHeaders(sections).PadTo(5000).Raw(NsisHeader())), 5000) << largest;
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <span>
@@ -60,11 +61,15 @@ struct Bytes {
   }
 };
 
-// The content of a file under tests/fixtures, such as "zip/nested.zip"; empty when it cannot be read.
-inline std::vector<uint8_t> Fixture(const std::string& name) {
-  std::ifstream in(std::string(BRIX_FIXTURE_DIR) + "/" + name, std::ios::binary);
+inline std::vector<uint8_t> FileContent(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
   const std::vector<char> text{std::istreambuf_iterator<char>(in), {}};
   return {text.begin(), text.end()};
+}
+
+// The content of a file under tests/fixtures, such as "zip/nested.zip"; empty when it cannot be read.
+inline std::vector<uint8_t> Fixture(const std::string& name) {
+  return FileContent(std::string(BRIX_FIXTURE_DIR) + "/" + name);
 }
 
 }  // namespace brix

@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <numeric>
 #include <random>
-#include <utility>
 #include <vector>
 
 namespace brix {
@@ -14,10 +12,9 @@ namespace brix {
 class BitWriter {
  public:
   BitWriter& Put(uint64_t value, uint32_t bits) {
-    for (uint32_t i = 0; i < bits; ++i) {
+    for (uint32_t i = 0; i < bits; ++i, ++used_) {
       if (used_ % 8 == 0) bytes_.push_back(0);
       bytes_.back() = static_cast<uint8_t>(bytes_.back() | (value >> i & 1) << used_ % 8);
-      ++used_;
     }
     return *this;
   }
@@ -26,12 +23,12 @@ class BitWriter {
     for (uint32_t i = bits; i-- != 0;) Put(code >> i & 1, 1);
     return *this;
   }
-  BitWriter& Align() { return used_ % 8 == 0 ? *this : Put(0, 8 - static_cast<uint32_t>(used_ % 8)); }
+  BitWriter& Align() { return Put(0, -used_ % 8); }
   [[nodiscard]] const std::vector<uint8_t>& bytes() const { return bytes_; }
 
  private:
   std::vector<uint8_t> bytes_;
-  uint64_t used_ = 0;
+  uint32_t used_ = 0;
 };
 
 // Canonical codes of a set of lengths.
@@ -51,8 +48,7 @@ inline std::vector<uint8_t> RandomLengths(size_t symbols, std::mt19937& random) 
   std::vector<uint8_t> leaves = {1, 1};
   while (leaves.size() < symbols) {
     const size_t i = random() % leaves.size();
-    if (leaves[i] == 15) continue;
-    leaves.push_back(++leaves[i]);
+    if (leaves[i] < 15) leaves.push_back(++leaves[i]);
   }
   std::shuffle(leaves.begin(), leaves.end(), random);
   return leaves;
@@ -73,8 +69,7 @@ class DeflateBuilder {
   BitWriter bits;
 
   DeflateBuilder& Stored(const std::vector<uint8_t>& data, bool final, bool with_complement = true) {
-    bits.Put(final ? 1 : 0, 1).Put(0, 2).Align().Put(data.size(), 16);
-    if (with_complement) bits.Put(~data.size() & 0xFFFF, 16);
+    bits.Put(final ? 1 : 0, 3).Align().Put(data.size(), 16).Put(~data.size(), with_complement ? 16 : 0);
     for (const uint8_t byte : data) bits.Put(byte, 8);
     plain.insert(plain.end(), data.begin(), data.end());
     return *this;
@@ -89,11 +84,12 @@ class DeflateBuilder {
     return *this;
   }
 
-  // Code lengths as given; their own code gives every length symbol 5 bits and so needs no thought.
   DeflateBuilder& Dynamic(const std::vector<Token>& tokens, const std::vector<uint8_t>& litlen,
                           const std::vector<uint8_t>& distance, bool final) {
     bits.Put(final ? 1 : 0, 1).Put(2, 2).Put(litlen.size() - 257, 5).Put(distance.size() - 1, 5).Put(15, 4);
-    PutCodeLengths(litlen, distance);
+    std::vector<uint8_t> all = litlen;
+    all.insert(all.end(), distance.begin(), distance.end());
+    PutCodeLengths(all);
     PutTokens(tokens, litlen, distance);
     return *this;
   }
@@ -101,74 +97,61 @@ class DeflateBuilder {
   // Random tokens with distances of every size that the output so far allows.
   std::vector<Token> RandomTokens(size_t count, std::mt19937& random) const {
     std::vector<Token> tokens;
-    size_t size = plain.size();
-    const uint32_t window = deflate64_ ? 65536 : 32768;
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t size = plain.size(); tokens.size() < count;) {
       if (size == 0 || random() % 3 == 0) {
         tokens.push_back({static_cast<uint32_t>(random() % 256), 0});
         ++size;
         continue;
       }
-      const auto reach = static_cast<uint32_t>(std::min<size_t>(size, window));
+      const auto reach = static_cast<uint32_t>(std::min<size_t>(size, deflate64_ ? 65536 : 32768));
       const uint32_t limit = random() % 2 == 0 ? std::min(reach, 20u) : reach;
       const uint32_t longest = random() % 16 != 0 ? 20 : deflate64_ && random() % 16 == 0 ? 65538 : 258;
       tokens.push_back(
-          {3 + static_cast<uint32_t>(random() % (longest - 2)), 1 + static_cast<uint32_t>(random() % limit)});
+          {static_cast<uint32_t>(3 + random() % (longest - 2)), static_cast<uint32_t>(1 + random() % limit)});
       size += tokens.back().length;
     }
     return tokens;
   }
 
  private:
-  void PutCodeLengths(const std::vector<uint8_t>& litlen, const std::vector<uint8_t>& distance) {
+  void PutCodeLengths(const std::vector<uint8_t>& lengths) {
     // Symbols 0 to 12 with 4 bits, 13 to 18 with 5: 13/16 + 6/32 = 1, a complete code.
     std::vector<uint8_t> precode(19, 4);
     std::fill(precode.begin() + 13, precode.end(), uint8_t{5});
     const std::vector<uint32_t> codes = CanonicalCodes(precode);
-    for (const int s : {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15}) {
-      bits.Put(precode[static_cast<size_t>(s)], 3);
+    for (const size_t s :
+         {16u, 17u, 18u, 0u, 8u, 7u, 9u, 6u, 10u, 5u, 11u, 4u, 12u, 3u, 13u, 2u, 14u, 1u, 15u}) {
+      bits.Put(precode[s], 3);
     }
-    std::vector<uint8_t> all = litlen;
-    all.insert(all.end(), distance.begin(), distance.end());
-    for (size_t i = 0; i < all.size();) {
-      size_t run = 1;
-      while (i + run < all.size() && all[i + run] == all[i]) ++run;
-      if (all[i] == 0 && run >= 3) {
-        run = std::min<size_t>(run, 138);
-        const size_t symbol = run < 11 ? 17 : 18;
-        bits.PutCode(codes[symbol], precode[symbol]).Put(run - (run < 11 ? 3 : 11), run < 11 ? 3 : 7);
-      } else if (i != 0 && all[i] == all[i - 1] && run >= 3) {
-        run = std::min<size_t>(run, 6);
-        bits.PutCode(codes[16], precode[16]).Put(run - 3, 2);
+    for (size_t i = 0, run = 1; i < lengths.size(); i += run, run = 1) {
+      while (i + run < lengths.size() && lengths[i + run] == lengths[i]) ++run;
+      const auto repeat = [&](size_t symbol, uint32_t extra_bits, size_t shortest, size_t longest) {
+        run = std::min(run, longest);
+        bits.PutCode(codes[symbol], precode[symbol]).Put(run - shortest, extra_bits);
+      };
+      if (lengths[i] == 0 && run >= 3) {
+        run < 11 ? repeat(17, 3, 3, 10) : repeat(18, 7, 11, 138);
+      } else if (i != 0 && lengths[i] == lengths[i - 1] && run >= 3) {
+        repeat(16, 2, 3, 6);
       } else {
         run = 1;
-        bits.PutCode(codes[all[i]], precode[all[i]]);
+        bits.PutCode(codes[lengths[i]], precode[lengths[i]]);
       }
-      i += run;
     }
   }
 
-  // The symbol, extra bit count and extra value of a length or distance.
-  struct Coded {
-    uint32_t symbol, extra_bits, extra;
-  };
-  [[nodiscard]] Coded Length(uint32_t length) const {
-    if (deflate64_ && length >= 258) return {285, 16, length - 3};
-    if (length == 258) return {285, 0, 0};
-    uint32_t base = 3;
-    for (uint32_t s = 257;; ++s) {
-      const uint32_t bits_of_s = s < 265 ? 0 : (s - 261) / 4;
-      if (length < base + (1u << bits_of_s)) return {s, bits_of_s, length - base};
-      base += 1u << bits_of_s;
+  // Puts the code of a length or distance, `value` counted from the least, and its extra bits. The first
+  // two groups of symbols have none, each later group has one more than the last.
+  void PutCoded(uint32_t value, uint32_t group, size_t first_symbol, const std::vector<uint32_t>& codes,
+                const std::vector<uint8_t>& lengths) {
+    uint32_t symbol = 0;
+    uint32_t extra_bits = 0;
+    for (; value >> extra_bits != 0; extra_bits = symbol < 2 * group ? 0 : symbol / group - 1) {
+      value -= 1u << extra_bits;
+      ++symbol;
     }
-  }
-  [[nodiscard]] static Coded Distance(uint32_t distance) {
-    uint32_t base = 1;
-    for (uint32_t s = 0;; ++s) {
-      const uint32_t bits_of_s = s < 4 ? 0 : s / 2 - 1;
-      if (distance < base + (1u << bits_of_s)) return {s, bits_of_s, distance - base};
-      base += 1u << bits_of_s;
-    }
+    const size_t s = first_symbol + symbol;
+    bits.PutCode(codes[s], lengths[s]).Put(value, extra_bits);
   }
 
   void PutTokens(const std::vector<Token>& tokens, const std::vector<uint8_t>& litlen,
@@ -181,10 +164,12 @@ class DeflateBuilder {
         plain.push_back(static_cast<uint8_t>(token.length));
         continue;
       }
-      const Coded l = Length(token.length);
-      const Coded d = Distance(token.distance);
-      bits.PutCode(litlen_codes[l.symbol], litlen[l.symbol]).Put(l.extra, l.extra_bits);
-      bits.PutCode(distance_codes[d.symbol], distance[d.symbol]).Put(d.extra, d.extra_bits);
+      if (token.length >= 258) {  // the last symbol: 258 itself, or any length in 16 bits
+        bits.PutCode(litlen_codes[285], litlen[285]).Put(token.length - 3, deflate64_ ? 16 : 0);
+      } else {
+        PutCoded(token.length - 3, 4, 257, litlen_codes, litlen);
+      }
+      PutCoded(token.distance - 1, 2, 0, distance_codes, distance);
       for (uint32_t i = 0; i < token.length; ++i) {
         plain.push_back(token.distance <= plain.size() ? plain[plain.size() - token.distance] : 0);
       }

@@ -12,10 +12,11 @@
 namespace brix {
 
 // What a locate function of a format answers; -1 when it finds nothing.
-inline int64_t PlaceOf(bool (*locate)(Stream& in, uint32_t* at), const Bytes& file) {
+template <bool (*kLocate)(Stream& in, uint32_t* at)>
+int64_t PlaceOf(const Bytes& file) {
   FixedMemoryStream in(file.data);
   uint32_t at = 0;
-  return locate(in, &at) ? int64_t{at} : -1;
+  return kLocate(in, &at) ? int64_t{at} : -1;
 }
 
 inline Bytes ArjSample(uint32_t header_size = 30) {

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "core/crc32.h"
 #include "core/memory_stream.h"
 #include "formats/registry.h"
 
@@ -15,14 +16,21 @@ namespace {
 constexpr uint32_t kMaxMembers = 10000;
 }
 
+std::string Text(std::span<const uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
+
+std::string Digest(std::span<const uint8_t> bytes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%zu %08x", bytes.size(), Crc32(bytes));
+  return text;
+}
+
 Walk WalkWith(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_bytes) {
   Walk walk;
   FixedMemoryStream in(bytes);
   const FormatEntry* row = Formats().Find(type_id);
   if (row == nullptr || row->create == nullptr) return walk;
   const std::unique_ptr<ArchiveHandler> handler(row->create(&in, {type_id, 0, 0, Formats()}));
-  walk.created = handler != nullptr;
-  if (!walk.created) return walk;
+  if (handler == nullptr) return walk;
   char name[kNameBufferSize];
   std::memset(name, 'x', sizeof name);
   bool ok = handler->OpenArchive(name);

@@ -16,10 +16,13 @@ struct WalkedMember {
 };
 
 struct Walk {
-  bool created = false;   // detection answered this type and the handler was made
   bool finished = false;  // the walk came to the empty name
   std::vector<WalkedMember> members;
 };
+
+[[nodiscard]] std::string Text(std::span<const uint8_t> bytes);
+// Size and CRC-32 of `bytes`, as "19 b7e894fd".
+[[nodiscard]] std::string Digest(std::span<const uint8_t> bytes);
 
 // Opens with the handler of `type_id` without detection, extracts every member with `max_bytes` (0: no
 // limit).

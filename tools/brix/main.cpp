@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "system.h"
+#include "text.h"
 
 namespace brix::tool {
 
@@ -78,7 +79,9 @@ int Parse(CLI::App* app, const std::vector<std::string>& arguments) {
   } catch (const CLI::Success& answer) {  // --help, --version
     return app->exit(answer);
   } catch (const CLI::ParseError& error) {
-    app->exit(error);
+    // The text quotes arguments, which a shell's pattern may have made from hostile file names.
+    std::fprintf(stderr, "brix: %s\nRun with --help for more information.\n",
+                 EscapeForTerminal(error.what()).c_str());
     return kExitUsage;
   }
   return -1;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 #include <new>
+#include <system_error>
 #include <thread>
 
 #include "system.h"
@@ -144,14 +145,20 @@ int RunFiles(const std::vector<std::string>& files, unsigned jobs,
   } else {
     Queue queue(files.size(), jobs * kFilesAhead);
     std::vector<std::jthread> threads;
+    const auto take_files = [&] {
+      for (size_t i = queue.Take(); i < files.size(); i = queue.Take()) {
+        auto report = std::make_unique<Report>(false, &progress);
+        RunOne(files, i, work, report.get());
+        queue.Finish(i, std::move(report));
+      }
+    };
     for (size_t j = 0; j < std::min<size_t>(jobs, files.size()); ++j) {
-      threads.emplace_back([&] {
-        for (size_t i = queue.Take(); i < files.size(); i = queue.Take()) {
-          auto report = std::make_unique<Report>(false, &progress);
-          RunOne(files, i, work, report.get());
-          queue.Finish(i, std::move(report));
-        }
-      });
+      try {
+        threads.emplace_back(take_files);
+      } catch (const std::system_error&) {
+        if (threads.empty()) return RunFiles(files, 1, work);
+        break;  // the system gives no more: those there are do the work
+      }
     }
     for (size_t i = 0; i < files.size(); ++i) {
       const std::unique_ptr<Report> report = queue.Next();

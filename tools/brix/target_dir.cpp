@@ -1,5 +1,6 @@
 #include "target_dir.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "safe_path.h"
@@ -10,10 +11,24 @@ namespace {
 
 constexpr unsigned kMaxNumber = 1000000;  // then a name counts as unobtainable
 
-// Enters `name` or the first numbered name after it that is, or can become, a plain folder.
-bool EnterNumbered(const Folder& parent, std::string* name, Folder* child, std::string* why) {
-  for (unsigned n = 1; n < kMaxNumber; ++n) {
-    const std::string candidate = NumberedName(*name, n);
+}  // namespace
+
+std::string Join(const SafePath& path) {
+  std::string out;
+  for (const std::string& component : path) {
+    if (!out.empty()) out += '/';
+    out += component;
+  }
+  return out;
+}
+
+// The folder is the first of the numbered names that is, or can become, a plain one. Counting goes on where it
+// stopped for the same folder before: an archive may hold many members that take the names in front of it.
+bool TargetDir::Enter(const Folder& parent, const std::string& parent_path, std::string* name, Folder* child,
+                      std::string* why) {
+  unsigned& number = folder_number_[parent_path + '/' + *name];
+  for (number = std::max(number, 1u); number < kMaxNumber; ++number) {
+    const std::string candidate = NumberedName(*name, number);
     switch (parent.Enter(candidate, child, why)) {
       case Folder::Outcome::kDone:
         *name = candidate;
@@ -28,23 +43,13 @@ bool EnterNumbered(const Folder& parent, std::string* name, Folder* child, std::
   return false;
 }
 
-}  // namespace
-
-std::string Join(const SafePath& path) {
-  std::string out;
-  for (const std::string& component : path) {
-    if (!out.empty()) out += '/';
-    out += component;
-  }
-  return out;
-}
-
 bool TargetDir::Open(const std::string& path, const SafePath& below, std::string* why) {
   if (!root_.OpenRoot(path, why)) return false;
   for (std::string name : below) {
     Folder child;
-    if (!EnterNumbered(root_, &name, &child, why)) return false;
+    if (!Enter(root_, {}, &name, &child, why)) return false;
     root_ = std::move(child);
+    folder_number_.clear();  // it counted in the folder above
   }
   return true;
 }
@@ -57,11 +62,13 @@ bool TargetDir::OpenFolder(SafePath* path, std::string* why) {
   has_last_ = false;
   SafePath wanted = *path;
   Folder opened;
+  std::string parent_path;
   bool is_root = true;
   for (std::string& name : *path) {
     Folder child;
-    if (!EnterNumbered(is_root ? root_ : opened, &name, &child, why)) return false;
+    if (!Enter(is_root ? root_ : opened, parent_path, &name, &child, why)) return false;
     opened = std::move(child);
+    parent_path += '/' + name;
     is_root = false;
   }
   last_ = std::move(opened);

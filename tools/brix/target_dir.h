@@ -30,12 +30,17 @@ class TargetDir {
   // each other.
   [[nodiscard]] bool OpenFolder(SafePath* path, std::string* why);
 
+  // Opens the folder `*name` in `parent`, writing back the numbered name that was used.
+  [[nodiscard]] bool Enter(const Folder& parent, const std::string& parent_path, std::string* name,
+                           Folder* child, std::string* why);
+
   Folder root_;
   Folder last_;
   SafePath last_wanted_;
   SafePath last_path_;
   bool has_last_ = false;
-  std::unordered_map<std::string, unsigned> next_number_;  // by wanted path: where to go on counting
+  std::unordered_map<std::string, unsigned> next_number_;    // by wanted path: where to go on counting
+  std::unordered_map<std::string, unsigned> folder_number_;  // the same for folders
 };
 
 // For messages: the components joined by '/'.

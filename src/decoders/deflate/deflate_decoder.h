@@ -22,9 +22,8 @@ enum class DeflateMode { kDeflate, kDeflate64 };
 // 64 + 192 KiB (Deflate64), of which only what is used is ever touched.
 class DeflateDecoder final : public Decoder {
  public:
-  // raw_stored_length  non-zero: the header of a stored block is LEN alone; zero: NLEN follows and must be
-  // its
-  //                    complement.
+  // raw_stored_length  non-zero: the header of a stored block is LEN alone; zero: NLEN follows and must
+  //                    be its complement.
   explicit DeflateDecoder(DeflateMode mode = DeflateMode::kDeflate, uint32_t raw_stored_length = 0);
   ~DeflateDecoder() override;
 

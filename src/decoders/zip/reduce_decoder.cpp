@@ -5,9 +5,9 @@
 // bytes found in this way, those that make up a run included, are literals, except behind the marker 144:
 //
 //   144 0                a literal 144
-//   144 V [L] D          copy. The low 8 - factor bits of V are the length less 3, and when they are all ones
-//   L is
-//                        added to it; the high `factor` bits times 256, plus D, are the distance less 1.
+//   144 V [L] D          copy. The low 8 - factor bits of V are the length less 3, and when they are all
+//                        ones L is added to it; the high `factor` bits times 256, plus D, are the distance
+//                        less 1.
 //
 // What is odd: a run may reach before the first byte of output, where there are zeros, and one bit is spent
 // on the index into a set of one byte.
@@ -50,7 +50,7 @@ struct ReduceDecoder::Followers {
     uint8_t index_mask;
   };
   std::array<Set, 256> set;
-  std::array<std::array<uint8_t, kMaxFollowers>, 256> byte;  // what stands behind a set's size was never set
+  std::array<std::array<uint8_t, kMaxFollowers>, 256> byte;  // zeros behind a set's size
 };
 
 bool ReduceDecoder::ReadFollowers(Followers* followers) {
@@ -60,7 +60,9 @@ bool ReduceDecoder::ReadFollowers(Followers* followers) {
     const auto index_bits = static_cast<uint8_t>(size <= 2 ? 1 : std::bit_width(size - 1));
     followers->set[byte] = {static_cast<uint8_t>(size), uint8_t{size != 0}, index_bits,
                             static_cast<uint8_t>((1u << index_bits) - 1)};
-    for (uint32_t i = 0; i < size; ++i) followers->byte[byte][i] = static_cast<uint8_t>(reader_.Read(8));
+    auto& set = followers->byte[byte];
+    for (uint32_t i = 0; i < size; ++i) set[i] = static_cast<uint8_t>(reader_.Read(8));
+    std::fill(set.begin() + size, set.end(), uint8_t{0});  // a bad index leads there before it is noticed
   }
   return reader_.ok() || Refuse("reduce: follower sets cut short");
 }

@@ -30,7 +30,8 @@ int OpenHandle(const char* path, OpenMode mode) {
         handle = open(path, O_RDONLY | kAlways);
         break;
       case OpenMode::kReadWrite:
-        handle = open(path, O_RDWR | kAlways);
+        // Only ever a file that the library made itself: a link there now was put by someone else.
+        handle = open(path, O_RDWR | O_NOFOLLOW | kAlways);
         break;
       case OpenMode::kCreate:
         handle = open(path, O_RDWR | O_CREAT | O_TRUNC | kAlways, kShared);
@@ -41,6 +42,28 @@ int OpenHandle(const char* path, OpenMode mode) {
     }
   } while (handle < 0 && errno == EINTR);
   return handle;
+}
+
+constexpr size_t kMaxPath = 4096;  // bytes with the terminator; the system takes no longer one
+
+// Writes `wide` as UTF-8. False: too long, or not a character.
+bool ToUtf8(const wchar_t* wide, char (&path)[kMaxPath]) {
+  constexpr size_t kLongest = 4;  // bytes a character
+  size_t used = 0;
+  for (; *wide != L'\0'; ++wide) {  // each turn takes a byte of the path
+    const auto code = static_cast<uint32_t>(*wide);
+    if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF) || used >= kMaxPath - kLongest) return false;
+    if (code < 0x80) {
+      path[used++] = static_cast<char>(code);
+      continue;
+    }
+    const int tail = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;  // bytes behind the first
+    constexpr uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
+    path[used++] = static_cast<char>(kLead[tail] | code >> (6 * tail));
+    for (int i = tail - 1; i >= 0; --i) path[used++] = static_cast<char>(0x80 | (code >> (6 * i) & 0x3F));
+  }
+  path[used] = '\0';
+  return true;
 }
 
 bool IsRegular(int handle) {
@@ -59,6 +82,11 @@ int32_t Open(const char* path, OpenMode mode) {
     if (mode == OpenMode::kCreateNew) unlink(path);  // nobody would know of it
   }
   return descriptor;
+}
+
+int32_t Open(const wchar_t* path, OpenMode mode) {
+  char utf8[kMaxPath];
+  return ToUtf8(path, utf8) ? Open(utf8, mode) : kNoDescriptor;
 }
 
 // Not repeated after EINTR: the handle is gone by then, and its number may already be another file's.

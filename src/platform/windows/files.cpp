@@ -28,7 +28,17 @@ class CriticalSection {
 // First to be made and last to go, so that other statics may hold files.
 [[gnu::init_priority(101)]] SlotTable<HANDLE, CriticalSection> table;
 
-HANDLE OpenHandle(const char* path, OpenMode mode) {
+HANDLE Create(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+  return CreateFileA(path, access, share, nullptr, disposition, flags, nullptr);
+}
+HANDLE Create(const wchar_t* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+  return CreateFileW(path, access, share, nullptr, disposition, flags, nullptr);
+}
+void Delete(const char* path) { DeleteFileA(path); }
+void Delete(const wchar_t* path) { DeleteFileW(path); }
+
+template <class Char>
+HANDLE OpenHandle(const Char* path, OpenMode mode) {
   DWORD access = GENERIC_READ | GENERIC_WRITE;
   DWORD share = FILE_SHARE_READ | FILE_SHARE_DELETE;
   DWORD disposition = OPEN_EXISTING;
@@ -48,7 +58,19 @@ HANDLE OpenHandle(const char* path, OpenMode mode) {
   }
   // The security flags matter when the path names a pipe: its server must not act in this process's name.
   constexpr DWORD kFlags = FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
-  return CreateFileA(path, access, share, nullptr, disposition, kFlags, nullptr);
+  return Create(path, access, share, disposition, kFlags);
+}
+
+template <class Char>
+int32_t OpenPath(const Char* path, OpenMode mode) {
+  HANDLE const handle = OpenHandle(path, mode);
+  if (handle == INVALID_HANDLE_VALUE) return kNoDescriptor;
+  const int32_t descriptor = GetFileType(handle) == FILE_TYPE_DISK ? table.Put(handle) : kNoDescriptor;
+  if (descriptor == kNoDescriptor) {
+    CloseHandle(handle);
+    if (mode == OpenMode::kCreateNew) Delete(path);  // nobody would know of it
+  }
+  return descriptor;
 }
 
 OVERLAPPED At(uint32_t offset) {
@@ -59,16 +81,8 @@ OVERLAPPED At(uint32_t offset) {
 
 }  // namespace
 
-int32_t Open(const char* path, OpenMode mode) {
-  HANDLE const handle = OpenHandle(path, mode);
-  if (handle == INVALID_HANDLE_VALUE) return kNoDescriptor;
-  const int32_t descriptor = GetFileType(handle) == FILE_TYPE_DISK ? table.Put(handle) : kNoDescriptor;
-  if (descriptor == kNoDescriptor) {
-    CloseHandle(handle);
-    if (mode == OpenMode::kCreateNew) DeleteFileA(path);  // nobody would know of it
-  }
-  return descriptor;
-}
+int32_t Open(const char* path, OpenMode mode) { return OpenPath(path, mode); }
+int32_t Open(const wchar_t* path, OpenMode mode) { return OpenPath(path, mode); }
 
 void Close(int32_t descriptor) { CloseHandle(table.Take(descriptor)); }
 

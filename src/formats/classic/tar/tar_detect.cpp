@@ -2,7 +2,8 @@
 //
 // Kept: a file that begins as gzip is only ever looked at through its decompressed bytes.
 //
-// Cost: one read of a block; of a gzip file, a block's worth of its first member is inflated.
+// Cost: one read of a block; of a gzip file, a block's worth of its first member is inflated. Bounds: a block of
+// output can be spread over any amount of input by deflate blocks that hold nothing, so only kMaxInput is read.
 #include "formats/classic/tar/tar_detect.h"
 
 #include <algorithm>
@@ -18,11 +19,13 @@ namespace brix::tar {
 
 namespace {
 
+constexpr uint32_t kMaxInput = 1 << 16;  // compressed bytes; no packer needs a hundredth of it for one block
+
 bool InflateFirstBlock(Stream& in, Block* block) {
   uint32_t data_at = 0;
   uint32_t size = 0;
   if (!gzip::LocateGzipData(in, &data_at) || !in.GetSize(&size) || data_at >= size) return false;
-  RangeStream data(&in, data_at, size - data_at);
+  RangeStream data(&in, data_at, std::min(size - data_at, kMaxInput));
   MemoryStream out;
   DeflateDecoder inflater;
   uint32_t limit = kBlockBytes;

@@ -3,9 +3,8 @@
 // The examined text is the first kilobyte or, with kDetectMailHint, the header block. It is mail when one of
 // its lines (ended by CR, LF or CRLF) begins
 //   - with a header field or note that only mail has (kKeywords), or
-//   - with "begin", a mode in octal, and the next line that is not blank is a uuencoded one; of a line that
-//   the
-//     text cuts, what is there must fit, or
+//   - with "begin", a mode in octal, and the next line that is not blank is a uuencoded one; of a line
+//     that the text cuts, what is there must fit, or
 //   - with "begin" and a mode when no such line can be seen, but the lines that look like addresses outnumber
 //     the plain ones.
 // Addresses alone never make mail: lists of subscribers and tables with an address column look the same. Nor

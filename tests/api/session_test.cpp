@@ -1,0 +1,381 @@
+#include "api/session_support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace brix {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+Bytes Nested() {
+  const Bytes inner = Zip({{"deep", Szdd("bottom")}, {"side", Bytes().Text("beside")}});
+  return Zip({{"first", Bytes().Text("1st")}, {"in.zip", inner}, {"last", Bytes().Text("end")}});
+}
+
+TEST(Session, WalksDepthFirstAndComesBackUp) {
+  const Lines nested = {"1 first 0 1st",
+                        "1 in.zip 0 PK\x03\x04",
+                        "2 deep 0 SZDD",
+                        "3 unknown 0 bott",
+                        "2 side 0 besi",
+                        "1 last 0 end",
+                        "-5"};
+  const Lines flat = {"1 first 0 1st", "1 in.zip 0 PK\x03\x04", "1 last 0 end", "-5"};
+  for (const bool descend : {true, false}) {
+    HostFile file{Nested()};
+    HostFactory factory;
+    {
+      Session session(file.Record(), factory.Record());
+      EXPECT_EQ(ArcTkGetDepth(session.handle), 1u);
+      EXPECT_EQ(SessionLines(session, descend), descend ? nested : flat);
+      EXPECT_EQ(ArcTkGetDepth(session.handle), 0u);
+      ArcStream unchanged{};
+      EXPECT_EQ(ArcTkExtractNextMember(session.handle, 1, &unchanged), BRIX_NO_MORE_MEMBERS);
+      EXPECT_EQ(unchanged.read, nullptr);
+      ArcMemberProp record{"filename", nullptr, 0, 0};
+      EXPECT_EQ(ArcTkGetNamedMemberProp(session.handle, &record), BRIX_FAILED) << "the session is empty";
+      EXPECT_EQ(ArcTkGetIndexedMemberProp(session.handle, 0, &record), BRIX_FAILED);
+      EXPECT_EQ(ArcTkDeleteMember(session.handle), BRIX_FAILED);
+    }
+    EXPECT_TRUE(factory.AllClosed());
+    EXPECT_EQ(file.closes, 0) << "it is the host's";
+  }
+}
+
+TEST(Session, LimitsDecideWhatIsEnteredAndHandedOver) {
+  const auto levels = ArcTkSetMaxNestedLevel;
+  const auto ratio = ArcTkSetMaxCompressRatio;
+  const auto bytes = ArcTkSetMaxExtractSize;
+  const auto mebibytes = ArcTkSetMaxCompressSize;
+  struct Setting {
+    int32_t (*set)(ArcTkSession, uint32_t);
+    uint32_t value;
+  };
+  const Bytes text = Szdd(Szdd("12345678"));  // 37 bytes over 23 over 8
+  const struct {
+    const char* label;
+    Bytes file;
+    std::vector<Setting> settings;
+    Lines lines;
+  } rows[] = {
+      {"one level enters nothing", text, {{levels, 1}}, {"1 unknown 0 SZDD", "-5"}},
+      {"two levels", text, {{levels, 2}}, {"1 unknown 0 SZDD", "2 unknown 0 1234", "-5"}},
+      {"exactly the size", Szdd("12345678"), {{bytes, 8}}, {"1 unknown 0 1234", "-5"}},
+      {"a byte longer", Szdd("12345678"), {{bytes, 7}}, {"1 unknown -12 1234", "-5"}},
+      {"cut to nothing", Szdd("1"), {{bytes, 0}}, {"1 unknown -12 ", "-5"}},
+      {"a cut member is never entered", text, {{bytes, 22}}, {"1 unknown -12 SZDD", "-5"}},
+      {"MiB that wrap", text, {{mebibytes, 4096}}, {"1 unknown -12 ", "-5"}},
+      {"MiB", text, {{mebibytes, 1}}, {"1 unknown 0 SZDD", "2 unknown 0 1234", "-5"}},
+      {"the later of the two wins", text, {{mebibytes, 1}, {bytes, 3}}, {"1 unknown -12 SZD", "-5"}},
+      {"and the other way round",
+       text,
+       {{bytes, 3}, {mebibytes, UINT32_MAX}},
+       {"1 unknown 0 SZDD", "2 unknown 0 1234", "-5"}},
+      // A member that reaches the ratio is not handed over. 23 / 37 is 0, (23 + 8) / 23 is 1.
+      {"ratio of 1, reached inside only", text, {{ratio, 1}}, {"1 unknown 0 SZDD", "2 unknown -10", "-5"}},
+      {"ratio before size", Szdd("12345678"), {{ratio, 0}, {bytes, 2}}, {"1 unknown -10", "-5"}},
+  };
+  for (const auto& row : rows) {
+    HostFile file{row.file};
+    HostFactory factory;
+    Session session(file.Record(), factory.Record());
+    for (const auto& setting : row.settings) {
+      EXPECT_EQ(setting.set(session.handle, setting.value), BRIX_OK);
+      EXPECT_EQ(setting.set(nullptr, setting.value), BRIX_BAD_ARGUMENT);
+    }
+    EXPECT_EQ(SessionLines(session, true), row.lines) << row.label;
+  }
+}
+
+TEST(Session, KeepsItsLowerDefaultRatioOf100) {
+  static uint32_t size, lie, calls, lie_at;
+  const auto lines = [](uint32_t claimed) {
+    HostFile file{SzddOfSpaces(1008)};
+    size = file.content.size();
+    lie = claimed;
+    calls = 0;
+    ArcStream record = file.Record();
+    record.get_size = [](void*, uint32_t* out) {
+      *out = ++calls == lie_at ? lie : size;
+      return 0;
+    };
+    HostFactory factory;
+    Session session(record, factory.Record());
+    if (lie_at == 0) lie_at = calls;  // the last question is the session's own
+    return SessionLines(session, true);
+  };
+  lie_at = 0;
+  EXPECT_EQ(lines(0), (Lines{"1 unknown 0     ", "-5"}));
+  EXPECT_EQ(lines(11), (Lines{"1 unknown 0     ", "-5"})) << "1008 / 11 is 91";
+  EXPECT_EQ(lines(10), (Lines{"1 unknown -10", "-5"})) << "1008 / 10 is 100";
+  EXPECT_EQ(lines(0), (Lines{"1 unknown -10", "-5"})) << "an empty container is always too small";
+}
+
+TEST(Session, KeepsEnteringAMemberThatReachedTheRatio) {
+  HostFile file{Szdd(Szdd("x"))};
+  HostFactory factory;
+  Session session(file.Record(), factory.Record());
+  EXPECT_EQ(ArcTkSetMaxCompressRatio(session.handle, 0), BRIX_OK);
+  EXPECT_EQ(SessionLines(session, true), (Lines{"1 unknown -10", "2 unknown -10", "-5"}));
+}
+
+TEST(Session, MemberStreamIsAViewThatBelongsToTheSession) {
+  HostFile file{Zip({{"a", Bytes().Text("aaaa")}, {"b", Bytes().Text("b")}})};
+  HostFactory factory;
+  Session session(file.Record(), factory.Record());
+  ArcStream member{};
+  ASSERT_EQ(ArcTkExtractNextMember(session.handle, 0, &member), BRIX_OK);
+  EXPECT_EQ(ReadAll(member), "aaaa");
+  EXPECT_EQ(member.close(member.context), BRIX_FAILED);
+  EXPECT_EQ(member.write(member.context, 0, "x", 1), BRIX_FAILED);
+  EXPECT_EQ(member.set_size(member.context, 0, 0), BRIX_FAILED);
+  char path[512];
+  EXPECT_EQ(member.get_file_name(member.context, path, 0), BRIX_FAILED) << "the factory's stream has none";
+  EXPECT_EQ(factory.made[0]->closes, 0);
+  ASSERT_EQ(ArcTkExtractNextMember(session.handle, 0, &member), BRIX_OK);
+  EXPECT_EQ(factory.made[0]->closes, 1) << "until the next extraction";
+  EXPECT_EQ(factory.made[1]->closes, 0);
+}
+
+TEST(Session, OpeningTellsBadArgumentsAndNothingElse) {
+  HostFile zip{Nested()}, text{Bytes().Text("no archive")};
+  HostFactory host;
+  const ArcStream good = zip.Record(), bad = text.Record();
+  const ArcStreamFactory factory = host.Record(), no_create{};
+  ArcStream no_size = good;
+  no_size.get_size = nullptr;
+  const struct {
+    const char* label;
+    const ArcStream *stream, *output;
+    const ArcStreamFactory* factory;
+    int32_t status;
+  } rows[] = {{"no stream", nullptr, nullptr, &factory, BRIX_BAD_ARGUMENT},
+              {"incomplete", &no_size, nullptr, &factory, BRIX_BAD_ARGUMENT},
+              {"incomplete output", &good, &no_size, &factory, BRIX_BAD_ARGUMENT},
+              {"no factory", &good, nullptr, nullptr, BRIX_BAD_ARGUMENT},
+              {"empty factory", &good, nullptr, &no_create, BRIX_BAD_ARGUMENT},
+              {"Keeps: no archive is a plain failure", &bad, nullptr, &factory, BRIX_FAILED},
+              {"for reading", &good, nullptr, &factory, BRIX_OK},
+              {"for change", &good, &bad, &factory, BRIX_OK}};
+  for (const auto& row : rows) {
+    auto session = reinterpret_cast<ArcTkSession>(&zip);
+    EXPECT_EQ(ArcTkOpenModifyArchive(row.stream, row.output, row.factory, &session), row.status) << row.label;
+    EXPECT_EQ(session != nullptr, row.status == BRIX_OK) << row.label;
+    EXPECT_EQ(ArcTkCloseArchive(&session), row.status == BRIX_OK ? BRIX_OK : BRIX_BAD_ARGUMENT);
+    EXPECT_EQ(session, nullptr);
+  }
+  ArcStream out{};
+  EXPECT_EQ(ArcTkOpenArchive(&good, &factory, nullptr), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkExtractNextMember(nullptr, 0, &out), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkReplaceMember(nullptr, &good, nullptr, 0), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkGetDepth(nullptr), 0u);
+  Session session(good, factory);
+  EXPECT_EQ(ArcTkExtractNextMember(session.handle, 0, nullptr), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkReplaceMember(session.handle, &good, nullptr, 0), BRIX_FAILED);
+  EXPECT_EQ(ArcTkAddMember(session.handle, &good, nullptr, 1), BRIX_BAD_ARGUMENT);
+}
+
+TEST(Session, FactoryThatFailsCostsTheMemberAndNothingElse) {
+  const struct {
+    HostFactory::Fault fault;
+    const char* status;
+  } rows[] = {{HostFactory::kFail, "-9"},
+              {HostFactory::kEmptyRecord, "-9"},
+              {HostFactory::kNoRead, "-9"},
+              {HostFactory::kBadStream, "-1"}};
+  for (const auto& row : rows) {
+    HostFile file{Nested()};
+    HostFactory factory;
+    factory.fault = row.fault;
+    factory.fault_at = 2;
+    {
+      Session session(file.Record(), factory.Record());
+      EXPECT_EQ(SessionLines(session, true),
+                (Lines{"1 first 0 1st", std::string("1 in.zip ") + row.status, "1 last 0 end", "-5"}));
+    }
+    EXPECT_TRUE(factory.AllClosed()) << row.status;
+  }
+}
+
+TEST(Session, NestedLevelsOpenedForChangeHaveOutputsOfTheFactory) {
+  for (const int fault_at : {0, 2}) {
+    HostFile file{Szdd(Szdd("x"))}, output;
+    HostFactory factory;
+    factory.fault_at = fault_at;
+    const ArcStream stream = file.Record(), out = output.Record();
+    const ArcStreamFactory record = factory.Record();
+    ArcTkSession session = nullptr;
+    ArcStream member{};
+    ASSERT_EQ(ArcTkOpenModifyArchive(&stream, &out, &record, &session), BRIX_OK);
+    ASSERT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OK);
+    if (fault_at != 0) {
+      EXPECT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OUT_OF_MEMORY);
+    }
+    ASSERT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OK) << "tried again";
+    EXPECT_EQ(ArcTkGetDepth(session), 2u);
+    EXPECT_EQ(factory.made.size(), 3u) << "member, output, member";
+    EXPECT_EQ(ArcTkCloseArchive(&session), BRIX_OK);
+    EXPECT_TRUE(factory.AllClosed());
+    EXPECT_EQ(output.calls + output.closes, 0);
+  }
+}
+
+TEST(Session, DamagedNestedArchiveDoesNotHideWhatLiesBehindIt) {
+  Bytes damaged = Zip({{"a", Bytes().Text("a")}, {"b", Bytes().Text("b")}});
+  damaged.PatchU8(Text(damaged).rfind("PK\x01\x02"), 'X');
+  HostFile file{Zip({{"bad.zip", damaged}, {"last", Bytes().Text("end")}})};
+  HostFactory factory;
+  Session session(file.Record(), factory.Record());
+  EXPECT_EQ(SessionLines(session, true),
+            (Lines{"1 bad.zip 0 PK\x03\x04", "2 a 0 a", "2  -1", "1 last 0 end", "-5"}));
+}
+
+TEST(Session, ReadyStreamsAnswerAsTheirKind) {
+  const TempDir dir;
+  const std::string path = dir.Write("file", Bytes().Text("content")), created = dir.File("new");
+  const std::wstring wide(path.begin(), path.end());
+  char block[] = "content";
+  using Open = std::function<int32_t(ArcStream*)>;
+  const struct {
+    const char* label;
+    Open open;
+    const char* content;
+    bool writable;
+  } rows[] = {
+      {"reading", [&](ArcStream* s) { return ArcTkOpenFile(path.c_str(), 0, s); }, "content", false},
+      {"wide", [&](ArcStream* s) { return ArcTkOpenFileW(wide.c_str(), 0, s); }, "content", false},
+      {"both", [&](ArcStream* s) { return ArcTkOpenFile(path.c_str(), 1, s); }, "content", true},
+      {"create", [&](ArcStream* s) { return ArcTkOpenFile(created.c_str(), 2, s); }, "", true},
+      {"fixed", [&](ArcStream* s) { return ArcTkOpenFixedMemStream(s, block, 7); }, "content", false},
+      {"memory", [&](ArcStream* s) { return ArcTkOpenTempMemStream(s); }, "", true},
+      {"temporary", [&](ArcStream* s) { return ArcTkOpenTempFile(dir.path().c_str(), s); }, "", true},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.open(nullptr), BRIX_BAD_ARGUMENT) << row.label;
+    ArcStream stream{};
+    ASSERT_EQ(row.open(&stream), BRIX_OK) << row.label;
+    EXPECT_EQ(ReadAll(stream), row.content) << row.label;
+    uint32_t got = 9;
+    char byte = 0;
+    EXPECT_EQ(stream.read(stream.context, 99, &byte, 1, &got), BRIX_OK) << row.label;
+    EXPECT_EQ(got, 0u);
+    const int32_t writes = row.writable ? BRIX_OK : BRIX_FAILED;
+    EXPECT_EQ(stream.write(stream.context, 5, "xyz", 3), writes) << row.label;
+    EXPECT_EQ(stream.set_size(stream.context, 7, 99), writes) << row.label;
+    if (row.writable) {
+      EXPECT_EQ(ReadAll(stream).substr(5), "xy") << row.label;
+    }
+    EXPECT_EQ(stream.read(nullptr, 0, &byte, 1, &got), BRIX_BAD_ARGUMENT);
+    EXPECT_EQ(stream.read(stream.context, 0, nullptr, 1, &got), BRIX_BAD_ARGUMENT);
+    EXPECT_EQ(stream.read(stream.context, 0, &byte, 1, nullptr), BRIX_BAD_ARGUMENT);
+    EXPECT_EQ(stream.write(stream.context, 0, nullptr, 1), BRIX_BAD_ARGUMENT);
+    EXPECT_EQ(stream.get_size(stream.context, nullptr), BRIX_BAD_ARGUMENT);
+    char name[512] = "untouched";
+    const bool is_temporary = std::string_view(row.label) == "temporary";
+    EXPECT_EQ(stream.get_file_name(stream.context, name, 0), is_temporary ? BRIX_OK : BRIX_FAILED);
+    EXPECT_EQ(std::string(name), is_temporary ? dir.File("arc0000.tmp") : "untouched");
+    if (is_temporary) {
+      EXPECT_EQ(stream.get_file_name(stream.context, name, 1), BRIX_BAD_ARGUMENT);
+      EXPECT_EQ(stream.get_file_name(stream.context, nullptr, 0), BRIX_BAD_ARGUMENT);
+    }
+    EXPECT_EQ(stream.close(stream.context), BRIX_OK);
+  }
+  EXPECT_EQ(dir.List(), (Lines{"file", "new"})) << "the temporary file went with its stream";
+}
+
+TEST(Session, ReadyStreamsAndFactoriesTellTheirFailuresApart) {
+  const TempDir dir;
+  const std::string long_path(500, 'd');
+  ArcStream stream{};
+  ArcStreamFactory factory{};
+  EXPECT_EQ(ArcTkOpenFile("no such file", 0, &stream), BRIX_FAILED);
+  EXPECT_EQ(ArcTkOpenFileW(L"\x20AC", 0, &stream), BRIX_FAILED);
+  EXPECT_EQ(ArcTkOpenFile("no such file", 3, &stream), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenFileW(L"no such file", 3, &stream), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenFile(nullptr, 0, &stream), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenFixedMemStream(&stream, nullptr, 0), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenTempFile(nullptr, &stream), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenTempFile(long_path.c_str(), &stream), BRIX_FAILED);
+  EXPECT_EQ(ArcTkOpenTempFile(dir.File("none").c_str(), &stream), BRIX_FAILED);
+  EXPECT_EQ(stream.close, nullptr) << "unchanged";
+  EXPECT_EQ(ArcTkOpenTempMemStreamFactory(nullptr), BRIX_FAILED) << "kept: not -2";
+  EXPECT_EQ(ArcTkOpenTempFileStreamFactory(nullptr, &factory), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenTempFileStreamFactory("d", nullptr), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkInitStreamFactory(nullptr), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkCloseStreamFactory(nullptr), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkCloseStreamFactory(&factory), BRIX_BAD_ARGUMENT) << "no destroy";
+  EXPECT_EQ(ArcTkInitStreamFactory(&factory), BRIX_OK);
+  EXPECT_EQ(factory.create(nullptr, &stream), BRIX_FAILED);
+  EXPECT_EQ(ArcTkCloseStreamFactory(&factory), BRIX_FAILED);
+}
+
+TEST(Session, ReadyFactoriesServeASession) {
+  const TempDir dir;
+  ArcStreamFactory memory{}, files{};
+  ASSERT_EQ(ArcTkOpenTempMemStreamFactory(&memory), BRIX_OK);
+  {
+    const std::string forgotten = dir.path();  // a copy is kept
+    ASSERT_EQ(ArcTkOpenTempFileStreamFactory(forgotten.c_str(), &files), BRIX_OK);
+  }
+  const Bytes content = Nested();
+  Lines lines[2];
+  for (const bool in_files : {false, true}) {
+    HostFile file{content};
+    Session session(file.Record(), in_files ? files : memory);
+    lines[in_files ? 1 : 0] = SessionLines(session, true);
+    EXPECT_TRUE(dir.List().empty()) << "all members are gone at the end";
+    Session abandoned(file.Record(), files);
+    ArcStream member{};
+    ASSERT_EQ(ArcTkExtractNextMember(abandoned.handle, 1, &member), BRIX_OK);
+    char path[512] = "";
+    EXPECT_EQ(member.get_file_name(member.context, path, 0), BRIX_OK);
+    EXPECT_EQ(Text(ReadFile(path)), "1st");
+  }
+  EXPECT_TRUE(dir.List().empty());
+  EXPECT_EQ(lines[0].size(), 7u);
+  EXPECT_EQ(lines[0], lines[1]);
+  for (auto* factory : {&memory, &files}) EXPECT_EQ(ArcTkCloseStreamFactory(factory), BRIX_OK);
+}
+
+// The outermost stream goes wrong at any one call, or from there on.
+TEST(Session, HostStreamThatFailsAtAnyCall) {
+  for (const auto fault : {HostFile::kFail, HostFile::kPositiveResult, HostFile::kShort, HostFile::kTooMany,
+                           HostFile::kNothing}) {
+    for (const bool keeps_failing : {false, true}) {
+      for (const bool in_session : {false, true}) {
+        int calls = 0;
+        for (int at = 1; at <= calls + 1; ++at) {  // the last one comes to no fault
+          ASSERT_LT(at, 1000);
+          HostFile file{Nested()};
+          file.fault = fault;
+          file.fault_at = at;
+          file.keeps_failing = keeps_failing;
+          HostFactory factory;
+          const ArcStream record = file.Record();
+          ArcArchive archive = nullptr;
+          if (in_session) {
+            Session session(record, factory.Record());
+            EXPECT_LT(SessionLines(session, true).size(), 20u);
+          } else if (ArcOpenArchive(&record, &archive) == BRIX_OK) {
+            for (int step = 0; ArcNextMember(archive) == BRIX_OK; ++step) {
+              ASSERT_LT(step, 20);
+              HostFile target;
+              const ArcStream output = target.Record();
+              (void)ArcExtractMember(archive, &output);
+            }
+            EXPECT_EQ(ArcCloseArchive(archive), BRIX_OK);
+          }
+          EXPECT_TRUE(factory.AllClosed());
+          EXPECT_EQ(file.closes, 0);
+          calls = std::max(calls, file.calls >= at ? at : 0);
+        }
+        EXPECT_GT(calls, 3);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace brix
