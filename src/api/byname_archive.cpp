@@ -3,9 +3,9 @@
 #include <new>
 #include <utility>
 
+#include "api/limited_extract.h"
 #include "formats/registry.h"
 #include "io/unique_file.h"
-#include "io/write_streams.h"
 
 using brix::Emit;
 
@@ -140,19 +140,13 @@ uint32_t BrixNamedArchiveRecord::ErrorOf(uint32_t member_status) {
 // Kept: a member of exactly the allowance counts as cut. The toolkit family takes such a member for whole.
 bool BrixNamedArchiveRecord::ExtractInto(brix::Stream& file) {
   const uint32_t allowance = brix::MemberLimit(limits(), top_->sizes);
-  brix::LimitedWriteStream limited(&file, allowance);
-  brix::BufferedWriteStream out(&limited);
-  uint32_t claimed = 0;
-  // Nothing is asked of the handler when nothing is allowed: 0 would mean no limit to it.
-  bool ok = allowance != 0 && top_->handler->ExtractMember(&out, allowance, &claimed);
-  ok = out.Flush() && ok;
-  const uint32_t produced = limited.stored();
-  if (produced == allowance || top_->sizes.RatioReached(produced, limits().max_ratio)) {
+  const brix::LimitedExtraction result = brix::ExtractLimited(*top_->handler, file, allowance);
+  if (result.stored == allowance || top_->sizes.RatioReached(result.stored, limits().max_ratio)) {
     context_.error = BRIX_ERROR_LIMIT;
     return false;
   }
-  context_.error = ok ? uint32_t{BRIX_ERROR_NONE} : ErrorOf(top_->handler->memberStatus);
-  return ok;
+  context_.error = result.ok ? uint32_t{BRIX_ERROR_NONE} : ErrorOf(top_->handler->memberStatus);
+  return result.ok;
 }
 
 const char* BrixNamedArchiveRecord::Fail(uint32_t error) {

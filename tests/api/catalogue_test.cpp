@@ -33,6 +33,7 @@ TEST(Catalogue, NamesAndExtensionsByPublicType) {
 
       alignas(4) char bytes[200];
       std::memset(bytes, 'x', sizeof bytes);
+      bytes[sizeof bytes - 1] = '\0';
       auto* const record = reinterpret_cast<BrixTypeInfo*>(bytes);
       size = 57 + length - cut;
       EXPECT_EQ(GetTypeInfo(row.type, record, &size), 0);
