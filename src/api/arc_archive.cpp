@@ -8,6 +8,9 @@
 #include "core/format_table.h"
 #include "formats/registry.h"
 
+static_assert(brix::EncodingOf(0) == 0 && brix::EncodingOf(1) == 3 && brix::EncodingOf(2) == 4);
+static_assert(brix::EncodingOf(3) == 2 && brix::EncodingOf(4) == 1 && brix::EncodingOf(5) == 0);
+
 // In a loop: how often a host interrupts is not bounded, and must not decide how deep the stack grows.
 ArcArchiveRecord::~ArcArchiveRecord() {
   for (std::unique_ptr<ArcArchiveRecord> next = std::move(suspended_); next;) {

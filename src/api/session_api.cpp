@@ -59,9 +59,18 @@ int32_t ArcTkSetMaxExtractSize(ArcTkSession session, uint32_t bytes) {
   return BRIX_OK;
 }
 
+namespace {
+
 // Kept: all bits set is no limit and is not shifted; other values wrap.
+constexpr uint32_t BytesOf(uint32_t mebibytes) {
+  return mebibytes == UINT32_MAX ? mebibytes : mebibytes << 20;
+}
+static_assert(BytesOf(UINT32_MAX) == UINT32_MAX && BytesOf(4096) == 0 && BytesOf(50) == 52'428'800);
+
+}  // namespace
+
 int32_t ArcTkSetMaxCompressSize(ArcTkSession session, uint32_t mebibytes) {
-  return ArcTkSetMaxExtractSize(session, mebibytes == UINT32_MAX ? mebibytes : mebibytes << 20);
+  return ArcTkSetMaxExtractSize(session, BytesOf(mebibytes));
 }
 
 int32_t ArcTkExtractNextMember(ArcTkSession session, uint32_t descend, ArcStream* stream) {

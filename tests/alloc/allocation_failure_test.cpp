@@ -103,7 +103,7 @@ TEST(AllocationFailure, AtEveryAllocationOfAWalk) {
 }
 
 // One archive over a file, each member into memory and, as an interruption, opened from there.
-void WalkArc(const ArcStream& file, const char*) {
+void WalkArc(const ArcStream& file, const ArcStreamFactory&) {
   ArcArchive archive = nullptr;
   if (ArcOpenArchive(&file, &archive) != BRIX_OK) return;
   while (ArcNextMember(archive) == BRIX_OK) {
@@ -114,18 +114,15 @@ void WalkArc(const ArcStream& file, const char*) {
     if (ArcInterrupt(&archive, &target, nullptr) == BRIX_OK) {
       (void)ArcNextMember(archive);
       EXPECT_EQ(ArcResume(&archive, &resumed, nullptr), BRIX_OK);
-      EXPECT_EQ(resumed, &target);
     }
     (void)target.close(target.context);
   }
   EXPECT_EQ(ArcCloseArchive(archive), BRIX_OK);
 }
 
-void WalkSession(const ArcStream& file, const ArcStream* output, const ArcStreamFactory& factory) {
+void WalkSession(const ArcStream& file, const ArcStreamFactory& factory) {
   ArcTkSession session = nullptr;
-  const int32_t opened = ArcTkOpenModifyArchive(&file, output, &factory, &session);
-  EXPECT_EQ(opened == BRIX_OK, session != nullptr);
-  if (opened != BRIX_OK) return;
+  if (ArcTkOpenModifyArchive(&file, &file, &factory, &session) != BRIX_OK) return;
   ArcStream member{};
   int32_t status = BRIX_OK;
   for (int step = 0; step < 50 && status != BRIX_NO_MORE_MEMBERS; ++step) {
@@ -135,37 +132,29 @@ void WalkSession(const ArcStream& file, const ArcStream* output, const ArcStream
   EXPECT_EQ(ArcTkCloseArchive(&session), BRIX_OK);
 }
 
-void WalkInMemory(const ArcStream& file, const char*) {
-  ArcStreamFactory factory{};
-  if (ArcTkOpenTempMemStreamFactory(&factory) == BRIX_OK) WalkSession(file, nullptr, factory);
-}
-
-void WalkInFiles(const ArcStream& file, const char* temp_directory) {
-  ArcStreamFactory factory{};
-  if (ArcTkOpenTempFileStreamFactory(temp_directory, &factory) != BRIX_OK) return;
-  WalkSession(file, &file, factory);
-  EXPECT_EQ(ArcTkCloseStreamFactory(&factory), BRIX_OK);
-}
-
 TEST(AllocationFailure, AtEveryAllocationOfTheStreamBasedFamilies) {
-  const TempDir dir;
-  const TempDir temp;
+  const TempDir dir, temp;
   const std::string path = dir.Write("nested", Szdd(Szdd(SzddOfSpaces(20000))));
-  for (const auto walk : {WalkArc, WalkInMemory, WalkInFiles}) {
-    long n = 0;
-    do {
-      happened = false;
-      countdown = n++;
-      ArcStream file{};
-      const int32_t status = ArcTkOpenFile(path.c_str(), BRIX_FILE_READ, &file);
-      if (status == BRIX_OK) walk(file, temp.path().c_str());
-      countdown = -1;
-      if (status == BRIX_OK) (void)file.close(file.context);
-      EXPECT_EQ(status, n == 1 ? BRIX_FAILED : BRIX_OK) << "exhausted memory is a plain failure there";
-      ASSERT_TRUE(temp.List().empty()) << "allocation " << n;
-      ASSERT_LT(n, 1000);
-    } while (happened);
-    EXPECT_GT(n, 8);
+  for (const auto walk : {WalkArc, WalkSession}) {
+    for (const bool in_files : {false, true}) {
+      long n = 0;
+      do {
+        happened = false;
+        countdown = n++;
+        ArcStream file{};
+        ArcStreamFactory factory{};
+        const bool ok = ArcTkOpenFile(path.c_str(), BRIX_FILE_READ, &file) == BRIX_OK &&
+                        (in_files ? ArcTkOpenTempFileStreamFactory(temp.path().c_str(), &factory)
+                                  : ArcTkOpenTempMemStreamFactory(&factory)) == BRIX_OK;
+        if (ok) walk(file, factory);
+        countdown = -1;
+        if (factory.destroy != nullptr) (void)ArcTkCloseStreamFactory(&factory);
+        if (file.close != nullptr) (void)file.close(file.context);
+        ASSERT_TRUE(temp.List().empty()) << "allocation " << n;
+        ASSERT_LT(n, 1000);
+      } while (happened);
+      EXPECT_GT(n, 8);
+    }
   }
 }
 

@@ -36,15 +36,13 @@ TEST(Session, WalksDepthFirstAndComesBackUp) {
       EXPECT_EQ(unchanged.read, nullptr);
       ArcMemberProp record{"filename", nullptr, 0, 0};
       EXPECT_EQ(ArcTkGetNamedMemberProp(session.handle, &record), BRIX_FAILED) << "the session is empty";
-      EXPECT_EQ(ArcTkGetIndexedMemberProp(session.handle, 0, &record), BRIX_FAILED);
-      EXPECT_EQ(ArcTkDeleteMember(session.handle), BRIX_FAILED);
     }
     EXPECT_TRUE(factory.AllClosed());
     EXPECT_EQ(file.closes, 0) << "it is the host's";
   }
 }
 
-TEST(Session, LimitsDecideWhatIsEnteredAndHandedOver) {
+TEST(Session, KeepsEnteringMembersOverTheRatioButNotCutOnes) {
   const auto levels = ArcTkSetMaxNestedLevel;
   const auto ratio = ArcTkSetMaxCompressRatio;
   const auto bytes = ArcTkSetMaxExtractSize;
@@ -67,14 +65,12 @@ TEST(Session, LimitsDecideWhatIsEnteredAndHandedOver) {
       {"cut to nothing", Szdd("1"), {{bytes, 0}}, {"1 unknown -12 ", "-5"}},
       {"a cut member is never entered", text, {{bytes, 22}}, {"1 unknown -12 SZDD", "-5"}},
       {"MiB that wrap", text, {{mebibytes, 4096}}, {"1 unknown -12 ", "-5"}},
-      {"MiB", text, {{mebibytes, 1}}, {"1 unknown 0 SZDD", "2 unknown 0 1234", "-5"}},
+      {"MiB", Szdd("1"), {{mebibytes, 1}}, {"1 unknown 0 1", "-5"}},
       {"the later of the two wins", text, {{mebibytes, 1}, {bytes, 3}}, {"1 unknown -12 SZD", "-5"}},
-      {"and the other way round",
-       text,
-       {{bytes, 3}, {mebibytes, UINT32_MAX}},
-       {"1 unknown 0 SZDD", "2 unknown 0 1234", "-5"}},
+      {"and the other way round", text, {{bytes, 3}, {mebibytes, 0}}, {"1 unknown -12 ", "-5"}},
       // A member that reaches the ratio is not handed over. 23 / 37 is 0, (23 + 8) / 23 is 1.
       {"ratio of 1, reached inside only", text, {{ratio, 1}}, {"1 unknown 0 SZDD", "2 unknown -10", "-5"}},
+      {"a member over the ratio is entered", text, {{ratio, 0}}, {"1 unknown -10", "2 unknown -10", "-5"}},
       {"ratio before size", Szdd("12345678"), {{ratio, 0}, {bytes, 2}}, {"1 unknown -10", "-5"}},
   };
   for (const auto& row : rows) {
@@ -113,14 +109,6 @@ TEST(Session, KeepsItsLowerDefaultRatioOf100) {
   EXPECT_EQ(lines(0), (Lines{"1 unknown -10", "-5"})) << "an empty container is always too small";
 }
 
-TEST(Session, KeepsEnteringAMemberThatReachedTheRatio) {
-  HostFile file{Szdd(Szdd("x"))};
-  HostFactory factory;
-  Session session(file.Record(), factory.Record());
-  EXPECT_EQ(ArcTkSetMaxCompressRatio(session.handle, 0), BRIX_OK);
-  EXPECT_EQ(SessionLines(session, true), (Lines{"1 unknown -10", "2 unknown -10", "-5"}));
-}
-
 TEST(Session, MemberStreamIsAViewThatBelongsToTheSession) {
   HostFile file{Zip({{"a", Bytes().Text("aaaa")}, {"b", Bytes().Text("b")}})};
   HostFactory factory;
@@ -139,63 +127,34 @@ TEST(Session, MemberStreamIsAViewThatBelongsToTheSession) {
   EXPECT_EQ(factory.made[1]->closes, 0);
 }
 
-TEST(Session, OpeningTellsBadArgumentsAndNothingElse) {
+TEST(Session, KeepsTellingNoMoreThanThatItCannotBeOpened) {
   HostFile zip{Nested()}, text{Bytes().Text("no archive")};
   HostFactory host;
   const ArcStream good = zip.Record(), bad = text.Record();
   const ArcStreamFactory factory = host.Record(), no_create{};
-  ArcStream no_size = good;
-  no_size.get_size = nullptr;
-  const struct {
-    const char* label;
-    const ArcStream *stream, *output;
-    const ArcStreamFactory* factory;
-    int32_t status;
-  } rows[] = {{"no stream", nullptr, nullptr, &factory, BRIX_BAD_ARGUMENT},
-              {"incomplete", &no_size, nullptr, &factory, BRIX_BAD_ARGUMENT},
-              {"incomplete output", &good, &no_size, &factory, BRIX_BAD_ARGUMENT},
-              {"no factory", &good, nullptr, nullptr, BRIX_BAD_ARGUMENT},
-              {"empty factory", &good, nullptr, &no_create, BRIX_BAD_ARGUMENT},
-              {"Keeps: no archive is a plain failure", &bad, nullptr, &factory, BRIX_FAILED},
-              {"for reading", &good, nullptr, &factory, BRIX_OK},
-              {"for change", &good, &bad, &factory, BRIX_OK}};
-  for (const auto& row : rows) {
-    auto session = reinterpret_cast<ArcTkSession>(&zip);
-    EXPECT_EQ(ArcTkOpenModifyArchive(row.stream, row.output, row.factory, &session), row.status) << row.label;
-    EXPECT_EQ(session != nullptr, row.status == BRIX_OK) << row.label;
-    EXPECT_EQ(ArcTkCloseArchive(&session), row.status == BRIX_OK ? BRIX_OK : BRIX_BAD_ARGUMENT);
-    EXPECT_EQ(session, nullptr);
-  }
-  ArcStream out{};
+  auto session = reinterpret_cast<ArcTkSession>(&zip);
+  EXPECT_EQ(ArcTkOpenArchive(&bad, &factory, &session), BRIX_FAILED) << "not that it is no archive";
+  EXPECT_EQ(session, nullptr);
+  EXPECT_EQ(ArcTkOpenArchive(nullptr, &factory, &session), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenArchive(&good, nullptr, &session), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkOpenArchive(&good, &no_create, &session), BRIX_BAD_ARGUMENT);
   EXPECT_EQ(ArcTkOpenArchive(&good, &factory, nullptr), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkExtractNextMember(nullptr, 0, &out), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkReplaceMember(nullptr, &good, nullptr, 0), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkCloseArchive(&session), BRIX_BAD_ARGUMENT);
+  EXPECT_EQ(ArcTkExtractNextMember(nullptr, 0, nullptr), BRIX_BAD_ARGUMENT);
   EXPECT_EQ(ArcTkGetDepth(nullptr), 0u);
-  Session session(good, factory);
-  EXPECT_EQ(ArcTkExtractNextMember(session.handle, 0, nullptr), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkReplaceMember(session.handle, &good, nullptr, 0), BRIX_FAILED);
-  EXPECT_EQ(ArcTkAddMember(session.handle, &good, nullptr, 1), BRIX_BAD_ARGUMENT);
 }
 
 TEST(Session, FactoryThatFailsCostsTheMemberAndNothingElse) {
-  const struct {
-    HostFactory::Fault fault;
-    const char* status;
-  } rows[] = {{HostFactory::kFail, "-9"},
-              {HostFactory::kEmptyRecord, "-9"},
-              {HostFactory::kNoRead, "-9"},
-              {HostFactory::kBadStream, "-1"}};
-  for (const auto& row : rows) {
+  for (const bool fills_in : {false, true}) {
     HostFile file{Nested()};
     HostFactory factory;
-    factory.fault = row.fault;
+    factory.fills_in = fills_in;
     factory.fault_at = 2;
     {
       Session session(file.Record(), factory.Record());
-      EXPECT_EQ(SessionLines(session, true),
-                (Lines{"1 first 0 1st", std::string("1 in.zip ") + row.status, "1 last 0 end", "-5"}));
+      EXPECT_EQ(SessionLines(session, true), (Lines{"1 first 0 1st", "1 in.zip -9", "1 last 0 end", "-5"}));
     }
-    EXPECT_TRUE(factory.AllClosed()) << row.status;
+    EXPECT_TRUE(factory.AllClosed()) << fills_in;
   }
 }
 
@@ -214,6 +173,7 @@ TEST(Session, NestedLevelsOpenedForChangeHaveOutputsOfTheFactory) {
       EXPECT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OUT_OF_MEMORY);
     }
     ASSERT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OK) << "tried again";
+    EXPECT_EQ(ArcTkReplaceMember(session, &stream, nullptr, 0), BRIX_FAILED);
     EXPECT_EQ(ArcTkGetDepth(session), 2u);
     EXPECT_EQ(factory.made.size(), 3u) << "member, output, member";
     EXPECT_EQ(ArcTkCloseArchive(&session), BRIX_OK);
@@ -267,113 +227,80 @@ TEST(Session, ReadyStreamsAnswerAsTheirKind) {
     if (row.writable) {
       EXPECT_EQ(ReadAll(stream).substr(5), "xy") << row.label;
     }
-    EXPECT_EQ(stream.read(nullptr, 0, &byte, 1, &got), BRIX_BAD_ARGUMENT);
-    EXPECT_EQ(stream.read(stream.context, 0, nullptr, 1, &got), BRIX_BAD_ARGUMENT);
-    EXPECT_EQ(stream.read(stream.context, 0, &byte, 1, nullptr), BRIX_BAD_ARGUMENT);
     EXPECT_EQ(stream.write(stream.context, 0, nullptr, 1), BRIX_BAD_ARGUMENT);
     EXPECT_EQ(stream.get_size(stream.context, nullptr), BRIX_BAD_ARGUMENT);
     char name[512] = "untouched";
     const bool is_temporary = std::string_view(row.label) == "temporary";
     EXPECT_EQ(stream.get_file_name(stream.context, name, 0), is_temporary ? BRIX_OK : BRIX_FAILED);
     EXPECT_EQ(std::string(name), is_temporary ? dir.File("arc0000.tmp") : "untouched");
-    if (is_temporary) {
-      EXPECT_EQ(stream.get_file_name(stream.context, name, 1), BRIX_BAD_ARGUMENT);
-      EXPECT_EQ(stream.get_file_name(stream.context, nullptr, 0), BRIX_BAD_ARGUMENT);
-    }
+    EXPECT_EQ(stream.get_file_name(stream.context, name, 1), is_temporary ? BRIX_BAD_ARGUMENT : BRIX_FAILED);
     EXPECT_EQ(stream.close(stream.context), BRIX_OK);
   }
   EXPECT_EQ(dir.List(), (Lines{"file", "new"})) << "the temporary file went with its stream";
 }
 
-TEST(Session, ReadyStreamsAndFactoriesTellTheirFailuresApart) {
-  const TempDir dir;
+TEST(Session, KeepsTheFailuresOfReadyStreamsAndFactoriesApart) {
   const std::string long_path(500, 'd');
   ArcStream stream{};
   ArcStreamFactory factory{};
   EXPECT_EQ(ArcTkOpenFile("no such file", 0, &stream), BRIX_FAILED);
   EXPECT_EQ(ArcTkOpenFileW(L"\x20AC", 0, &stream), BRIX_FAILED);
   EXPECT_EQ(ArcTkOpenFile("no such file", 3, &stream), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkOpenFileW(L"no such file", 3, &stream), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkOpenFile(nullptr, 0, &stream), BRIX_BAD_ARGUMENT);
   EXPECT_EQ(ArcTkOpenFixedMemStream(&stream, nullptr, 0), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkOpenTempFile(nullptr, &stream), BRIX_BAD_ARGUMENT);
   EXPECT_EQ(ArcTkOpenTempFile(long_path.c_str(), &stream), BRIX_FAILED);
-  EXPECT_EQ(ArcTkOpenTempFile(dir.File("none").c_str(), &stream), BRIX_FAILED);
   EXPECT_EQ(stream.close, nullptr) << "unchanged";
-  EXPECT_EQ(ArcTkOpenTempMemStreamFactory(nullptr), BRIX_FAILED) << "kept: not -2";
+  EXPECT_EQ(ArcTkOpenTempMemStreamFactory(nullptr), BRIX_FAILED);
   EXPECT_EQ(ArcTkOpenTempFileStreamFactory(nullptr, &factory), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkOpenTempFileStreamFactory("d", nullptr), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkInitStreamFactory(nullptr), BRIX_BAD_ARGUMENT);
   EXPECT_EQ(ArcTkCloseStreamFactory(nullptr), BRIX_BAD_ARGUMENT);
-  EXPECT_EQ(ArcTkCloseStreamFactory(&factory), BRIX_BAD_ARGUMENT) << "no destroy";
   EXPECT_EQ(ArcTkInitStreamFactory(&factory), BRIX_OK);
   EXPECT_EQ(factory.create(nullptr, &stream), BRIX_FAILED);
   EXPECT_EQ(ArcTkCloseStreamFactory(&factory), BRIX_FAILED);
 }
 
-TEST(Session, ReadyFactoriesServeASession) {
+TEST(Session, TemporaryFilesOfAFactoryGoWithTheirMembers) {
   const TempDir dir;
-  ArcStreamFactory memory{}, files{};
-  ASSERT_EQ(ArcTkOpenTempMemStreamFactory(&memory), BRIX_OK);
+  ArcStreamFactory factory{};
+  ASSERT_EQ(ArcTkOpenTempFileStreamFactory(std::string(dir.path()).c_str(), &factory), BRIX_OK)
+      << "a copy is kept";
   {
-    const std::string forgotten = dir.path();  // a copy is kept
-    ASSERT_EQ(ArcTkOpenTempFileStreamFactory(forgotten.c_str(), &files), BRIX_OK);
-  }
-  const Bytes content = Nested();
-  Lines lines[2];
-  for (const bool in_files : {false, true}) {
-    HostFile file{content};
-    Session session(file.Record(), in_files ? files : memory);
-    lines[in_files ? 1 : 0] = SessionLines(session, true);
-    EXPECT_TRUE(dir.List().empty()) << "all members are gone at the end";
-    Session abandoned(file.Record(), files);
+    HostFile file{Nested()};
+    Session session(file.Record(), factory);
     ArcStream member{};
-    ASSERT_EQ(ArcTkExtractNextMember(abandoned.handle, 1, &member), BRIX_OK);
+    ASSERT_EQ(ArcTkExtractNextMember(session.handle, 1, &member), BRIX_OK);
     char path[512] = "";
     EXPECT_EQ(member.get_file_name(member.context, path, 0), BRIX_OK);
     EXPECT_EQ(Text(ReadFile(path)), "1st");
+    ASSERT_EQ(ArcTkExtractNextMember(session.handle, 1, &member), BRIX_OK);
+    EXPECT_EQ(dir.List().size(), 1u);
   }
   EXPECT_TRUE(dir.List().empty());
-  EXPECT_EQ(lines[0].size(), 7u);
-  EXPECT_EQ(lines[0], lines[1]);
-  for (auto* factory : {&memory, &files}) EXPECT_EQ(ArcTkCloseStreamFactory(factory), BRIX_OK);
+  EXPECT_EQ(ArcTkCloseStreamFactory(&factory), BRIX_OK);
 }
 
-// The outermost stream goes wrong at any one call, or from there on.
+// The outermost stream goes wrong at any one call, or from there on; the two families take turns.
 TEST(Session, HostStreamThatFailsAtAnyCall) {
-  for (const auto fault : {HostFile::kFail, HostFile::kPositiveResult, HostFile::kShort, HostFile::kTooMany,
-                           HostFile::kNothing}) {
-    for (const bool keeps_failing : {false, true}) {
-      for (const bool in_session : {false, true}) {
-        int calls = 0;
-        for (int at = 1; at <= calls + 1; ++at) {  // the last one comes to no fault
-          ASSERT_LT(at, 1000);
-          HostFile file{Nested()};
-          file.fault = fault;
-          file.fault_at = at;
-          file.keeps_failing = keeps_failing;
-          HostFactory factory;
-          const ArcStream record = file.Record();
-          ArcArchive archive = nullptr;
-          if (in_session) {
-            Session session(record, factory.Record());
-            EXPECT_LT(SessionLines(session, true).size(), 20u);
-          } else if (ArcOpenArchive(&record, &archive) == BRIX_OK) {
-            for (int step = 0; ArcNextMember(archive) == BRIX_OK; ++step) {
-              ASSERT_LT(step, 20);
-              HostFile target;
-              const ArcStream output = target.Record();
-              (void)ArcExtractMember(archive, &output);
-            }
-            EXPECT_EQ(ArcCloseArchive(archive), BRIX_OK);
-          }
-          EXPECT_TRUE(factory.AllClosed());
-          EXPECT_EQ(file.closes, 0);
-          calls = std::max(calls, file.calls >= at ? at : 0);
-        }
-        EXPECT_GT(calls, 3);
+  for (int kind = 0; kind < 20; ++kind) {
+    const bool in_session = kind % 2 == 0;
+    int at = 0;
+    HostFile file;
+    do {
+      file = HostFile{Nested(), static_cast<HostFile::Fault>(kind / 4), ++at, kind / 2 % 2 == 0};
+      HostFactory factory;
+      const ArcStream record = file.Record();
+      ArcArchive archive = nullptr;
+      if (in_session) {
+        Session session(record, factory.Record());
+        EXPECT_LT(SessionLines(session, true).size(), 20u);
+      } else if (ArcOpenArchive(&record, &archive) == BRIX_OK) {
+        HostFile target;
+        const ArcStream output = target.Record();
+        while (ArcNextMember(archive) == BRIX_OK) (void)ArcExtractMember(archive, &output);
+        EXPECT_EQ(ArcCloseArchive(archive), BRIX_OK);
       }
-    }
+      EXPECT_TRUE(factory.AllClosed());
+      EXPECT_EQ(file.closes, 0);
+    } while (file.calls >= at && at < 1000);  // until no call is the faulty one
+    EXPECT_TRUE(at > 3 && at < 1000) << kind;
   }
 }
 
