@@ -12,18 +12,8 @@
 
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // the pairs below do match
 
-namespace {
-
-long countdown = -1;  // allocations until one fails; negative: none does
-bool happened = false;
-
-bool Fails() {
-  if (countdown < 0 || countdown-- != 0) return false;
-  happened = true;
-  return true;
-}
-
-}  // namespace
+static long countdown = -1;  // allocations until one fails; negative: none does, or one did
+static bool Fails() { return countdown >= 0 && countdown-- == 0; }
 
 extern "C" {
 void* __real_malloc(size_t size);                // NOLINT(bugprone-reserved-identifier): the linker's names
@@ -34,14 +24,11 @@ void* __wrap_realloc(void* block, size_t size) {
 }  // NOLINT
 }
 
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return Fails() ? nullptr : __real_malloc(size);
-}
-void* operator new[](size_t size, const std::nothrow_t&) noexcept {
-  return Fails() ? nullptr : __real_malloc(size);
-}
+// These reach the wrapped malloc above.
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
 void* operator new(size_t size) {
-  void* const block = Fails() ? nullptr : __real_malloc(size);
+  void* const block = std::malloc(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
@@ -88,14 +75,15 @@ TEST(AllocationFailure, AtEveryAllocationOfAWalk) {
   const std::string member = dir.File("a member's file, whose name is too long to be kept in place");
   for (const Target target : {Target::kMemory, Target::kTempFile, Target::kFile}) {
     long n = 0;
-    do {
-      happened = false;
-      countdown = n++;
-      Walk(path.c_str(), temp.path().c_str(), member.c_str(), target);
+    bool happened = true;
+    for (; happened && n < 1000; ++n) {
+      countdown = n;
+      Walk(path.c_str(), temp.path.c_str(), member.c_str(), target);
+      happened = countdown < 0;
       countdown = -1;
       ASSERT_TRUE(temp.List().empty()) << "allocation " << n;
-      ASSERT_LT(n, 1000);
-    } while (happened);
+    }
+    EXPECT_FALSE(happened);
     EXPECT_GT(n, 10) << static_cast<int>(target);
   }
 }
