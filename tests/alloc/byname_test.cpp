@@ -36,7 +36,7 @@ TEST(AllocationFailure, AtEveryAllocationOfANameBasedWalk) {
   do {
     happened = false;
     countdown = n++;
-    const uint32_t error = Walk(path.c_str(), temp.path().c_str());
+    const uint32_t error = Walk(path.c_str(), temp.path.c_str());
     countdown = -1;
     // Detection without memory for its cache knows no type.
     ASSERT_TRUE(error == 0 || error == BRIX_ERROR_MEMORY || error == BRIX_ERROR_NOT_AN_ARCHIVE) << n;
@@ -50,14 +50,14 @@ TEST(AllocationFailure, AtEveryAllocationOfANameBasedWalk) {
 
 TEST(AllocationFailure, OfALogLine) {
   const TempDir dir;
-  OpenLog(dir.path().c_str());
+  OpenLog(dir.path.c_str());
   LogLine("%s and %u", "text", 7u);
   countdown = 0;
   LogLine("%s", "lost");
   countdown = -1;
   CloseLog();
   LogLine("%s", "behind the end");
-  EXPECT_EQ(Text(ReadFile(dir.File("arc0000.log"))), "init\ntext and 7\nOut of memory\nend\n");
+  EXPECT_EQ(ReadFile(dir.File("arc0000.log")), "init\ntext and 7\nOut of memory\nend\n");
 }
 
 }  // namespace

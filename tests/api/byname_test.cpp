@@ -46,7 +46,7 @@ struct Names {
   BrixNamedArchive archive = nullptr;
 
   explicit Names(const Bytes& content = Szdd("x")) {
-    SetTemporaryDirectory(context, temp.path().c_str());
+    SetTemporaryDirectory(context, temp.path.c_str());
     archive = OpenArchiveFileNew(context, input.Write("outer", content).c_str());
   }
   Names(const Names&) = delete;
@@ -64,14 +64,14 @@ struct Names {
       std::string line =
           std::to_string(GetArchiveLevel(archive)) + " " + GetArchiveName(archive) + " " + name;
       const char* path = ExtractCurrentFile(archive);
-      const std::string content = path != nullptr ? Text(ReadFile(path)) : "error " + std::to_string(Error());
+      const std::string content = path != nullptr ? ReadFile(path) : "error " + std::to_string(Error());
       if (content.size() < 16) line += " " + content;
       RemoveCurrentFile(archive);
       if (Error() != 0) line += " kept out " + std::to_string(Error());
       lines.push_back(line);
     }
     lines.push_back("end " + std::to_string(Error()));
-    EXPECT_EQ(temp.List(), Lines{}) << "no file stays";
+    EXPECT_EQ(temp.List(), std::set<std::string>{}) << "no file stays";
     return lines;
   }
 };
@@ -145,18 +145,17 @@ TEST(NameBased, LeavesAreTheToolkitFamilys) {
   for (const char* name = GetFirstFileName(n.archive); name != nullptr; name = GetNextFileName(n.archive)) {
     const uint32_t level = GetArchiveLevel(n.archive);
     const std::string leaf = std::to_string(level) + name;
-    const std::string content = Text(ReadFile(ExtractCurrentFile(n.archive)));
+    const std::string content = ReadFile(ExtractCurrentFile(n.archive));
     RemoveCurrentFile(n.archive);
     if (GetArchiveLevel(n.archive) == level) leaves.push_back(leaf + content);
   }
-  Toolkit toolkit;
-  Archive archive(toolkit, n.input.File("outer"));
+  Session walk;
+  ASSERT_EQ(walk.Open(n.input.File("outer").c_str()), BRIX_OK);
   Lines others;
-  while (archive.Next() == BRIX_OK) {
-    const uint32_t level = archive.Depth() + 1;
+  while (walk.Next() == BRIX_OK) {
+    const uint32_t level = walk.Depth() + 1;
     if (!others.empty() && others.back()[0] - '0' < static_cast<int>(level)) others.pop_back();
-    others.push_back(std::to_string(level) + archive.name +
-                     Extract(archive, Target::kMemory, n.temp).content);
+    others.push_back(std::to_string(level) + walk.name + walk.Extract(Target::kMemory).content);
   }
   EXPECT_EQ(leaves, others);
   EXPECT_EQ(leaves.size(), 4u);
@@ -223,11 +222,10 @@ TEST(NameBased, KeepsAMemberOfExactlyTheLimitBackThatTheToolkitHandsOver) {
   Names n(SzddOfSpaces(kMebibyte));
   SetThreadArchiveLimits(n.context, 10, 1000, 1);
   EXPECT_EQ(n.Walk(), (Lines{"1 outer unknown error 17", "end 0"}));
-  Toolkit toolkit;
-  EXPECT_EQ(ArcTk2_SetToolkitLimits(&toolkit.handle, kMebibyte, 1000, 10), BRIX_OK);
-  Archive archive(toolkit, n.input.File("outer"));
-  ASSERT_EQ(archive.Next(), BRIX_OK);
-  EXPECT_EQ(Extract(archive, Target::kMemory, n.temp).status, BRIX_OK);
+  Session walk({}, Caps{kMebibyte, 1000, 10});
+  ASSERT_EQ(walk.Open(n.input.File("outer").c_str()), BRIX_OK);
+  ASSERT_EQ(walk.Next(), BRIX_OK);
+  EXPECT_EQ(walk.Extract(Target::kMemory).status, BRIX_OK);
 }
 
 TEST(NameBased, ExtractionErrorsOfHandlers) {
@@ -239,7 +237,7 @@ TEST(NameBased, ExtractionErrorsOfHandlers) {
     ASSERT_NE(GetFirstFileName(n.archive), nullptr) << error;
     EXPECT_EQ(ExtractCurrentFile(n.archive), nullptr);
     EXPECT_EQ(n.Error(), error);
-    EXPECT_EQ(n.temp.List(), Lines{});
+    EXPECT_EQ(n.temp.List(), std::set<std::string>{});
   }
 }
 
@@ -276,7 +274,7 @@ TEST(NameBased, MailThatIsDisabledYieldsNamesOnly) {
 
 TEST(NameBased, TemporaryDirectory) {
   const Names n;
-  const std::string dir = n.temp.path();
+  const std::string dir = n.temp.path;
   const std::string first = dir + "/arc0000.tmp";
   const struct {
     const char* label;
@@ -297,8 +295,8 @@ TEST(NameBased, TemporaryDirectory) {
     RemoveCurrentFile(n.archive);
   }
   const TempDir gone;
-  SetTemporaryDirectory(n.context, gone.path().c_str());
-  std::filesystem::remove(gone.path());
+  SetTemporaryDirectory(n.context, gone.path.c_str());
+  std::filesystem::remove(gone.path);
   EXPECT_EQ(ExtractCurrentFile(n.archive), nullptr);
   EXPECT_EQ(n.Error(), 12u);
 }
@@ -309,7 +307,7 @@ TEST(NameBased, FilesThatAreNotHandedBackStay) {
   for (int i = 0; i < 3; ++i) ASSERT_NE(ExtractCurrentFile(n.archive), nullptr);
   RemoveCurrentFile(n.archive);
   CloseArchiveFile(std::exchange(n.archive, nullptr));
-  EXPECT_EQ(n.temp.List(), (Lines{"arc0000.tmp", "arc0001.tmp"}));
+  EXPECT_EQ(n.temp.List(), (std::set<std::string>{"arc0000.tmp", "arc0001.tmp"}));
 }
 
 TEST(NameBased, MessagesGoToBothCallbacksWithTheLevelFirst) {
@@ -366,7 +364,7 @@ TEST(NameBased, DecompressesOneMicrosoftFile) {
     EXPECT_EQ(DecompressMSCompressedFile(n.context, source.c_str(), path, row.deletes), works ? 1u : 0u);
     EXPECT_EQ(n.Error(), row.error);
     EXPECT_EQ(std::filesystem::exists(source), !works || row.deletes == 0);
-    EXPECT_EQ(works ? Text(ReadFile(path)) : path, works ? "hello" : "untouched");
+    EXPECT_EQ(works ? ReadFile(path) : path, works ? "hello" : "untouched");
     EXPECT_EQ(DecompressMSCompressedFile(n.context, n.input.File("none").c_str(), path, 0), 0u);
     EXPECT_EQ(n.Error(), 205u);
     EXPECT_EQ(DecompressMSCompressedFile(n.context, source.c_str(), nullptr, 0), 0u);

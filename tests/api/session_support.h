@@ -41,18 +41,18 @@ inline std::string ReadAll(const ArcStream& stream) {
   return text.substr(0, got);
 }
 
-struct Session {
+struct TkSession {
   ArcTkSession handle = nullptr;
   int32_t status;  // of opening
-  Session(const ArcStream& stream, const ArcStreamFactory& factory)
+  TkSession(const ArcStream& stream, const ArcStreamFactory& factory)
       : status(ArcTkOpenArchive(&stream, &factory, &handle)) {}
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
-  ~Session() { (void)ArcTkCloseArchive(&handle); }
+  TkSession(const TkSession&) = delete;
+  TkSession& operator=(const TkSession&) = delete;
+  ~TkSession() { (void)ArcTkCloseArchive(&handle); }
 };
 
 // Walks to the end. A line a step: depth, name, status, and the first bytes of a text that was handed over.
-inline std::vector<std::string> SessionLines(Session& session, bool descend) {
+inline std::vector<std::string> SessionLines(TkSession& session, bool descend) {
   std::vector<std::string> lines;
   int32_t status = session.status;
   while (lines.size() < 100 && session.handle != nullptr) {
