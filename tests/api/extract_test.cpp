@@ -133,6 +133,13 @@ TEST(TempFiles, LiveUntilTheLevelMovesOn) {
   EXPECT_EQ(s.dir.List(), (Names{"arc0000.tmp", "arc0002.tmp"})) << "a level has one file";
   (void)s.Close();
   EXPECT_EQ(s.dir.List(), Names{}) << "closed in mid-walk";
+
+  s.file.content = BuildZip({StoredMember("a", "1"), StoredMember("b", "2")}).bytes;
+  ASSERT_EQ(s.Open(), BRIX_OK);
+  ASSERT_EQ(s.Next(), BRIX_OK);
+  EXPECT_EQ(s.Extract(Target::kTempFile).path, s.dir.File("arc0000.tmp"));
+  ASSERT_EQ(s.Next(), BRIX_OK);
+  EXPECT_EQ(s.dir.List(), Names{}) << "at the next member";
 }
 
 TEST(TempFiles, StandInTheArchivesOwnDirectoryAndTheirPathMustFit) {
