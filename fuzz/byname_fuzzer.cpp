@@ -30,8 +30,9 @@ void Promise(bool kept, const char* promise) {
 // The folders of this process: one for its input, one for the library's files, which must be empty at the end.
 const std::string& Folder() {
   static const std::string path = [] {
+    const std::string stem = (std::filesystem::temp_directory_path() / "byname_fuzzer_").string();
     for (int n = 0;; ++n) {
-      std::string made = "byname_fuzzer_" + std::to_string(n);
+      const std::string made = stem + std::to_string(n);
       if (std::filesystem::create_directory(made)) {
         std::filesystem::create_directory(made + "/files");
         std::atexit([] { std::filesystem::remove_all(Folder()); });
