@@ -14,34 +14,16 @@
 #include <string>
 
 #include "brixcore/brixcore.h"
+#include "fuzz_host.h"
 
 namespace {
+
+using brix::PrivateFolder;
+using brix::Promise;
 
 constexpr uint32_t kMaxSteps = 60;
 constexpr uint32_t kMaxNestingLevel = 5;
 constexpr size_t kMaxInput = 1 << 18;  // bytes
-
-void Promise(bool kept, const char* promise) {
-  if (kept) return;
-  std::fprintf(stderr, "broken promise: %s\n", promise);
-  std::abort();
-}
-
-// The folders of this process: one for its input, one for the library's files, which must be empty at the end.
-const std::string& Folder() {
-  static const std::string path = [] {
-    const std::string stem = (std::filesystem::temp_directory_path() / "byname_fuzzer_").string();
-    for (int n = 0;; ++n) {
-      const std::string made = stem + std::to_string(n);
-      if (std::filesystem::create_directory(made)) {
-        std::filesystem::create_directory(made + "/files");
-        std::atexit([] { std::filesystem::remove_all(Folder()); });
-        return made;
-      }
-    }
-  }();
-  return path;
-}
 
 void WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
   std::FILE* const file = std::fopen(path.c_str(), "wb");
@@ -159,8 +141,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0 || size > kMaxInput) return 0;
   const std::span<const uint8_t> input(data + 1, size - 1);
   const auto choices = input.first(std::min<size_t>(data[0] % 64, input.size()));
-  const std::string path = Folder() + (data[0] >= 192 ? "/input.eml" : "/input");
-  const std::string files = Folder() + "/files";
+  const std::string path = PrivateFolder() + (data[0] >= 192 ? "/input.eml" : "/input");
+  const std::string files = PrivateFolder() + "/files";
+  std::filesystem::create_directory(files);
   WriteFile(path, input.subspan(choices.size()));
   const BrixDecompression context = InitDecompression();
   Promise(context != nullptr, "there is memory for a context");

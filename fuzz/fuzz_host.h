@@ -10,7 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <span>
+#include <string>
 
 #include "brixcore/brixcore.h"
 
@@ -22,6 +24,21 @@ inline void Promise(bool kept, const char* promise) {
   if (kept) return;
   std::fprintf(stderr, "broken promise: %s\n", promise);
   std::abort();
+}
+
+// A folder of this process's own, in the system's place for temporary files; removed at exit, for which its name is
+// never destroyed.
+inline const std::string& PrivateFolder() {
+  static const std::string& path = *new std::string([] {
+    const std::string stem = (std::filesystem::temp_directory_path() / "brix_fuzzer_").string();
+    for (int n = 0;; ++n) {
+      std::string made = stem + std::to_string(n);
+      if (!std::filesystem::create_directory(made)) continue;
+      std::atexit([] { std::filesystem::remove_all(PrivateFolder()); });
+      return made;
+    }
+  }());
+  return path;
 }
 
 class Choices {

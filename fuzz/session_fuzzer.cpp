@@ -9,21 +9,11 @@
 namespace {
 
 using brix::Host;
+using brix::PrivateFolder;
 using brix::Promise;
 
 constexpr uint32_t kMaxSteps = 200;
 constexpr uint32_t kDefaultExtractSize = 1 << 18;  // bytes
-
-// A folder for the temporary files of this process.
-const std::string& Folder() {
-  static const std::string path = [] {
-    for (int n = 0;; ++n) {
-      std::string made = "session_fuzzer_" + std::to_string(n);
-      if (std::filesystem::create_directory(made)) return made;
-    }
-  }();
-  return path;
-}
 
 // The host's factory: passes on to a ready-made one, fails and fills in garbage by choice, and counts.
 struct Factory {
@@ -105,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint32_t max_nesting_level = host.choices.Next() % 4 == 3 ? 1 + host.choices.Next() % 8 : 10;
   const uint32_t kind = host.choices.Next();
   Factory factory{&host};
-  Promise((kind % 4 == 3 ? ArcTkOpenTempFileStreamFactory(Folder().c_str(), &factory.ready)
+  Promise((kind % 4 == 3 ? ArcTkOpenTempFileStreamFactory(PrivateFolder().c_str(), &factory.ready)
                          : ArcTkOpenTempMemStreamFactory(&factory.ready)) == BRIX_OK,
           "a factory can be made");
   const ArcStreamFactory record{&factory, Factory::Create, nullptr};
@@ -123,6 +113,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   Promise(Factory::open == 0, "every stream of the factory was closed");
   Promise(ArcTkCloseStreamFactory(&factory.ready) == BRIX_OK, "a factory can be closed");
-  if (kind % 4 == 3) Promise(std::filesystem::is_empty(Folder()), "no temporary file stays behind");
+  if (kind % 4 == 3) Promise(std::filesystem::is_empty(PrivateFolder()), "no temporary file stays behind");
   return 0;
 }

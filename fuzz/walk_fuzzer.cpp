@@ -11,6 +11,7 @@
 namespace {
 
 using brix::Host;
+using brix::PrivateFolder;
 using brix::Promise;
 
 constexpr uint32_t kMaxSteps = 200;
@@ -39,22 +40,8 @@ int32_t SinkSize(void* context, uint32_t* size) {
 
 bool IsKept(int32_t status) { return status == BRIX_OK || status == BRIX_SIZE_LIMIT; }
 
-// A folder for the temporary files of this process.
-const std::string& Folder() {
-  static const std::string path = [] {
-    for (int n = 0;; ++n) {
-      std::string made = "walk_fuzzer_" + std::to_string(n);
-      if (std::filesystem::create_directory(made)) {
-        std::atexit([] { std::filesystem::remove_all(Folder()); });
-        return made;
-      }
-    }
-  }();
-  return path;
-}
-
 int32_t ExtractMember(ArcTk2Archive* archive, Host& host, uint32_t choice, uint32_t limit) {
-  const std::string file = Folder() + "/member";
+  const std::string file = PrivateFolder() + "/member";
   switch (choice % 8) {
     case 5: {
       Sink sink{&host};
@@ -129,7 +116,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ArcTk2Toolkit toolkit = nullptr;
   if (ArcTk2_Init(&toolkit) != BRIX_OK) return 0;
   Promise(ArcTk2_SetToolkitLimits(&toolkit, limit, ratio, max_nesting_level) == BRIX_OK, "limits are taken");
-  Promise(ArcTk2_SetGlobalTempFileDirectory(&toolkit, Folder().c_str()) == BRIX_OK, "a folder is taken");
+  Promise(ArcTk2_SetGlobalTempFileDirectory(&toolkit, PrivateFolder().c_str()) == BRIX_OK,
+          "a folder is taken");
   const ArcStream record = host.Record();
   ArcTk2Archive archive = nullptr;
   const int32_t status = ArcTk2_OpenArchiveStream(&toolkit, &record, &archive);
@@ -139,7 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     (void)ArcTk2_CloseArchive(&archive);
   }
   Promise(ArcTk2_Close(&toolkit) == BRIX_OK, "a toolkit can be closed");
-  std::filesystem::remove(Folder() + "/member");  // the host's own
-  Promise(std::filesystem::is_empty(Folder()), "no temporary file stays behind");
+  std::filesystem::remove(PrivateFolder() + "/member");  // the host's own
+  Promise(std::filesystem::is_empty(PrivateFolder()), "no temporary file stays behind");
   return 0;
 }
