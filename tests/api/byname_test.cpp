@@ -138,29 +138,6 @@ TEST(NameBased, WalksDepthFirst) {
   EXPECT_EQ(n.Walk(), lines) << "the first name starts it again";
 }
 
-// Leaves are members below which nothing was entered.
-TEST(NameBased, LeavesAreTheToolkitFamilys) {
-  Names n(Nested());
-  Lines leaves;
-  for (const char* name = GetFirstFileName(n.archive); name != nullptr; name = GetNextFileName(n.archive)) {
-    const uint32_t level = GetArchiveLevel(n.archive);
-    const std::string leaf = std::to_string(level) + name;
-    const std::string content = ReadFile(ExtractCurrentFile(n.archive));
-    RemoveCurrentFile(n.archive);
-    if (GetArchiveLevel(n.archive) == level) leaves.push_back(leaf + content);
-  }
-  Session walk;
-  ASSERT_EQ(walk.Open(n.input.File("outer").c_str()), BRIX_OK);
-  Lines others;
-  while (walk.Next() == BRIX_OK) {
-    const uint32_t level = walk.Depth() + 1;
-    if (!others.empty() && others.back()[0] - '0' < static_cast<int>(level)) others.pop_back();
-    others.push_back(std::to_string(level) + walk.name + walk.Extract(Target::kMemory).content);
-  }
-  EXPECT_EQ(leaves, others);
-  EXPECT_EQ(leaves.size(), 4u);
-}
-
 TEST(NameBased, RecursionTypesAndNestingLimits) {
   const std::string outer = "1 outer unknown";
   const std::string leaf = "2 unknown unknown x";
@@ -216,16 +193,6 @@ TEST(NameBased, ExtractSizeAndRatio) {
   Names n(Zip({{"small", SzddOfSpaces(144)}, {"pad", Bytes().Fill(300, 1)}}));
   SetArchiveLimits(n.archive, 10, 4, 50);
   EXPECT_EQ(n.Walk(), (Lines{"1 outer small", "2 small unknown error 17", "1 outer pad", "end 0"}));
-}
-
-TEST(NameBased, KeepsAMemberOfExactlyTheLimitBackThatTheToolkitHandsOver) {
-  Names n(SzddOfSpaces(kMebibyte));
-  SetThreadArchiveLimits(n.context, 10, 1000, 1);
-  EXPECT_EQ(n.Walk(), (Lines{"1 outer unknown error 17", "end 0"}));
-  Session walk({}, Caps{kMebibyte, 1000, 10});
-  ASSERT_EQ(walk.Open(n.input.File("outer").c_str()), BRIX_OK);
-  ASSERT_EQ(walk.Next(), BRIX_OK);
-  EXPECT_EQ(walk.Extract(Target::kMemory).status, BRIX_OK);
 }
 
 TEST(NameBased, ExtractionErrorsOfHandlers) {
