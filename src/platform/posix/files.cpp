@@ -50,7 +50,7 @@ constexpr size_t kMaxPath = 4096;  // bytes with the terminator; the system take
 bool ToUtf8(const wchar_t* wide, char (&path)[kMaxPath]) {
   constexpr size_t kLongest = 4;  // bytes a character
   size_t used = 0;
-  for (; *wide != L'\0'; ++wide) {  // each turn takes a byte of the path
+  for (; *wide != L'\0'; ++wide) {                   // each turn takes a byte of the path
     const auto code = static_cast<uint32_t>(*wide);  // NOLINT(bugprone-signed-char-misuse): 32 bits wide here
     if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF) || used >= kMaxPath - kLongest) return false;
     if (code < 0x80) {
