@@ -165,7 +165,7 @@ TEST(NameBased, RecursionTypesAndNestingLimits) {
   }
 }
 
-TEST(NameBased, ExtractSizeAndRatio) {
+TEST(NameBased, KeepsWrappingMebibytesInItsLimits) {
   const struct {
     const char* label;
     uint32_t size;

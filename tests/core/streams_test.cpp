@@ -39,7 +39,7 @@ TEST(MemoryStream, GrowsFillsGapsWithZerosAndRefusesToWrap) {
   EXPECT_EQ(n, 0u);
 }
 
-TEST(RangeStream, CutsReadsRefusesWritesAndMovesItsEnds) {
+TEST(RangeStream, KeepsCuttingReadsButRefusingWrites) {
   MemoryStream parent;
   ASSERT_TRUE(WriteExact(parent, 0, Counting(100).data(), 100));
   RangeStream range(&parent, 90, 5);

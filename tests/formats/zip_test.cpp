@@ -139,7 +139,7 @@ TEST(Zip, KeepsTheFirstLocalHeaderLookedForWithoutThePrefix) {
   EXPECT_FALSE(Detected(Bytes().Fill(front.size(), 'x').Raw(behind)));
 }
 
-TEST(Zip, WalksMembersAndSkipsThoseWithoutData) {
+TEST(Zip, KeepsMembersWithoutDataOutOfTheWalk) {
   const ZipMember folder = StoredMember("folder/", "");
   const ZipMember a = StoredMember("a", "first");
   const Rows<std::vector<ZipMember>, const char*> rows = {
