@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr uint32_t kMaxOutput = 1 << 18;
-constexpr size_t kReads = 8;
+constexpr uint32_t kMaxOutput = 180000;  // more than the stream can hold
+constexpr size_t kReads = 6;
 
 void Promise(bool kept, const char* promise) {
   if (kept) return;
@@ -25,16 +25,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto packed_size = static_cast<uint32_t>(size - 2 * kReads);
   brix::FixedMemoryStream parent(std::span(data, size));
   brix::RangeStream packed(&parent, 2 * kReads, packed_size);
-  brix::DeflateDecoder decoder;
+  static brix::DeflateDecoder decoder;
+  decoder.Reset();
   brix::MemoryStream whole;
   uint32_t produced = kMaxOutput;
   const bool ok = decoder.Decode(packed, whole, &produced);
 
   brix::InflatingStream in(&parent, 2 * kReads, packed_size);
-  std::vector<uint8_t> buffer(1 << 16);
+  static std::vector<uint8_t> buffer(255 * 100);
   for (size_t i = 0; i < kReads; ++i) {
-    const uint32_t offset = data[2 * i] * 1000u;
-    const uint32_t asked = data[2 * i + 1] * 250u;
+    const uint32_t offset = data[2 * i] * 600u;
+    const uint32_t asked = data[2 * i + 1] * 100u;
     if (offset + asked > kMaxOutput) continue;
     uint32_t got = 0;
     const bool read = in.ReadAt(offset, buffer.data(), asked, &got);
@@ -44,6 +45,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       Promise(
           std::equal(buffer.data(), buffer.data() + got, whole.bytes().data() + std::min(offset, produced)),
           "how the data are read does not show in them");
+      if (i % 2 == 0 || got == 0) continue;
+      brix::MemoryStream copied;
+      uint32_t limit = got;
+      Promise(in.CopyTo(copied, offset, &limit) && limit == got, "what was read can be copied");
+      Promise(std::ranges::equal(copied.bytes(), whole.bytes().subspan(offset, got)), "and is the same");
     } else {
       Promise(!ok && there == 0 && asked != 0, "only damage fails");
     }

@@ -102,7 +102,6 @@ enum Difference {
   kContent,  // its content is another: `value`, a size and a CRC-32
   kFails,    // it cannot be extracted
   kMissing,  // it and those behind it are not shown
-  kMore,     // so many more members are shown: `value`
 };
 
 struct KnownDifference {
@@ -116,10 +115,6 @@ struct KnownDifference {
 constexpr char kLocalName[] = "the local header's name replaces the directory's";
 constexpr char kNoHeader[] = "with the prefix added, no local header stands at the offset";
 constexpr char kNoChecksum[] = "damaged data; checksums are not verified";
-constexpr char kNoEnd[] = "the archive ends without a block of zeros";
-constexpr char kCut[] = "the archive is cut";
-constexpr char kFirstOnly[] = "of eight gzip members only the first is read";
-constexpr char kNotRead[] = "files in an archive that the tools do not read";
 constexpr char kUtf8[] = "zip/libarchive__zip_7075_utf8_paths.zip";
 
 constexpr KnownDifference kKnown[] = {
@@ -149,45 +144,11 @@ constexpr KnownDifference kKnown[] = {
      "the local name length is 0, so that the data begin a byte early"},
     {"zip/libzip__incons-zip64-checkcons-overflow.zip", "A", kContent, "89 c0c4804c",
      "ZIP64 sizes are not read: stored data reach to the end of the file"},
-    {"tar/commons__COMPRESS-335.tar", "", kDamaged, "", kNoEnd},
-    {"tar/tarsplit__ustar-file-reg.tar", "", kDamaged, "", kNoEnd},
-    {"tar/corkami__tar.tar", "", kDamaged, "", kNoEnd},
-    {"tar/libarchive__test_compat_tar_hardlink_1.tar", "", kDamaged, "",
-     "the size of a link, which has no data, is stepped over"},
-    {"tar/rustpy__recursion.tar", "", kDamaged, "", kCut},
-    {"tar/commons__COMPRESS-529-fail.tar", "", kDamaged, "", kCut},
-    {"tar/commons__COMPRESS-529-fail.tar", "aaa", kFails, "", kCut},
-    {"tar/commons__COMPRESS-544_truncated_in_padding-fail.tar", "", kDamaged, "", kCut},
-    {"tar/commons__COMPRESS-544_truncated_in_padding-fail.tar", "test/bar", kFails, "", kCut},
-    {"tar/ratar__truncated.tar", "", kDamaged, "", kCut},
-    {"tar/ratar__truncated.tar", "/foo/foo", kFails, "", kCut},
-    {"tar/tarsplit__gnu-incremental.tar", "", kDamaged, "", kNoEnd},
-    {"tar/tarsplit__gnu-incremental.tar", "test2/sparse", kContent, "104857600 4b282398",
-     "zeros, of which only the limit of this test is made"},
-    {"tar/tarsplit__gnu-multi-hdrs.tar", "", kDamaged, "", kNoEnd},
-    {"tar/tarsplit__gnu-long-nul.tar", "0123456789", kNamed,
-     "01234567890123456789012345678901234567890123456789"
-     "01234567890123456789012345678901234567890123456789",
-     "the long-name record, which ends at its zero byte, is not read"},
-    {"tar/tarsplit__writer-big-long.tar", "", kDamaged, "", kNoEnd},
-    {"tar/tarsplit__writer-big-long.tar",
-     "longname/longname/longname/longname/longname/longname/longname/longname/longname/longname/longname/"
-     "longname/longname/longname/longname/16gig.txt",
-     kContent, "0 00000000", "the size of 16 GiB stands in a pax record"},
-    {"tar/commons__COMPRESS-417.tar", "", kMore, "2", kNotRead},
-    {"tar/libarchive__test_read_pax_empty_val_no_nl.tar", "", kMore, "1", kNotRead},
-    {"tar/libarchive__gtar_sparse_1_17_posix10_modified.tar", "", kMore, "3",
-     "the tools' list has no types; two hold a sparse map that belongs to pax"},
-    {"tar/tarsplit__pax-bad-hdr-file.tar", "", kMore, "1", kNotRead},
-    {"tar/tarsplit__pax-bad-hdr-file.tar", "", kDamaged, "", kNoEnd},
-    {"tar/tarsplit__pax-path-hdr.tar", "", kDamaged, "", kNoEnd},
     {"tar/ratar__denormal-paths-tarfile.tar", "", kDamaged, "", "text where the next header belongs"},
-    {"tar/libarchive__tar_pax_g_large.tar", "", kDamaged, "", "a pax record of 4 GiB"},
+    {"targz/libarchive__test_compat_gzip_1.tgz", "f2", kMissing, "",
+     "of eight gzip members only the first is read"},
     {"tar/libarchive__test_pax_filename_encoding.tar", "abc\\xCC\\x8Cmno\\xFCxyz", kNamed,
      "abc\\xCC\\x8CmnoXxyz", "the header's name; the other stands in a pax record"},
-    {"targz/libarchive__test_compat_gzip_1.tgz", "", kDamaged, "", kFirstOnly},
-    {"targz/libarchive__test_compat_gzip_1.tgz", "f2", kMissing, "", kFirstOnly},
-    {"targz/tarsplit__notenoughnils.tar.gz", "", kDamaged, "", kCut},
 };
 
 bool Covers(const std::string& pattern, const std::string& name) {
@@ -366,40 +327,45 @@ TEST_F(Corpus, ZipMembers) {
   ExpectAllUsed("zip/");
 }
 
-// Whether `name` is what the header holds of `whole`, which the tools put together from it, a path prefix, and
+// Whether `text` is what the header holds of `whole`, which the tools put together from it, a path prefix, and
 // long-name and pax records. Sparse files of pax archives have a made-up folder in the header.
-bool IsHeadersName(const std::string& name, const std::string& whole) {
-  const std::string text = Escaped(name);
-  return (name.size() >= 99 && whole.starts_with(text)) || ("/" + whole).ends_with("/" + text) ||
-         (name.find("GNUSparseFile.") != std::string::npos && text.ends_with("/" + whole));
+bool IsHeadersName(const std::string& text, const std::string& whole) {
+  return (text.size() >= 99 && (whole.starts_with(text) || text.starts_with(whole))) ||
+         ("/" + whole).ends_with("/" + text) ||
+         (text.find("GNUSparseFile.") != std::string::npos && text.ends_with("/" + whole));
 }
 
 void Corpus::CheckTar(const std::string& file) {
   SCOPED_TRACE(file);
-  if (TypeOf(file) != kTar) return;  // EachFolderIsItsFormat judges that
-  const Walk walk = WalkWith(kTar, Read(file), kMostOfAMember);
-  EXPECT_EQ(walk.finished, Find(file, "", kDamaged) == nullptr);
-  size_t shown = 0;
-  for (const Member& expected : members_[file]) {
-    // The tools' word for its type: other members than regular and sparse ones are skipped.
-    const auto is = [&](const char* type) { return expected.note.starts_with(type); };
-    if (!is("type 0") && !is("type NUL") && !is("type S")) continue;
+  const auto has_type = [](const Member& member) { return member.note.starts_with("type"); };
+  const std::vector<Member>& members = members_[file];
+  if (TypeOf(file) != kTar || std::ranges::none_of(members, has_type)) return;  // the tools do not read it
+  const std::vector<uint8_t> bytes = Read(file);
+  const Walk walk = WalkWith(kTar, bytes, kMostOfAMember);
+  bool has_end = file.ends_with("gz") && walk.finished;  // a block of zeros
+  for (size_t at = 512; at + 512 <= bytes.size(); at += 512) {
+    has_end |= std::ranges::count(std::span(bytes).subspan(at, 512), 0) == 512;
+  }
+  EXPECT_EQ(walk.finished, has_end && Find(file, "", kDamaged) == nullptr);
+  auto shown = walk.members.begin();
+  for (const Member& expected : members) {
+    const auto is = [&](const char* note) { return expected.note.starts_with(note); };
+    if (!is("type 0") && !is("type NUL") && !is("type S")) continue;  // skipped: no file
     if (Find(file, expected.name, kMissing) != nullptr) break;
     SCOPED_TRACE(expected.name);
-    ASSERT_LT(shown, walk.members.size());
-    const WalkedMember& member = walk.members[shown++];
-    if (!IsHeadersName(member.name, expected.name)) {
+    ASSERT_NE(shown, walk.members.end());
+    if (const std::string name = Escaped(shown->name); !IsHeadersName(name, expected.name)) {
       const KnownDifference* named = Find(file, expected.name, kNamed);
-      EXPECT_EQ(Escaped(member.name), named != nullptr ? named->value : expected.name);
+      EXPECT_EQ(name, named != nullptr ? named->value : expected.name);
     }
-    EXPECT_EQ(member.extracted, Find(file, expected.name, kFails) == nullptr);
-    // The sparse maps of pax archives stand in pax records or in front of the data; what is stored is shown.
-    if (!member.extracted || is("type 0; sparse")) continue;
-    const KnownDifference* content = Find(file, expected.name, kContent);
-    EXPECT_EQ(Digest(member.data), content != nullptr ? content->value : expected.digest);
+    // Without a digest the tools did not extract it either. The sparse maps of pax archives are not read.
+    if (expected.digest != " " && !is("type 0; sparse")) {
+      EXPECT_TRUE(shown->extracted);
+      EXPECT_EQ(Digest(shown->data), expected.digest);
+    }
+    ++shown;
   }
-  const KnownDifference* more = Find(file, "", kMore);
-  EXPECT_EQ(shown + (more != nullptr ? std::stoul(more->value) : 0), walk.members.size());
+  EXPECT_EQ(shown, walk.members.end());
 }
 
 TEST_F(Corpus, TarMembers) {
@@ -412,22 +378,18 @@ TEST_F(Corpus, TarMembers) {
 }
 
 TEST_F(Corpus, GzipMembers) {
-  std::vector<std::string> files = {"nested/tika__quine.gz"};
-  for (const std::string& name : List("gzip")) files.push_back("gzip/" + name);
-  for (const std::string& file : files) {
-    SCOPED_TRACE(file);
-    const Walk walk = WalkWith(kGzip, Read(file));
-    const Member& expected = members_[file].at(0);
-    ASSERT_EQ(walk.members.size(), 1u);
-    EXPECT_TRUE(walk.members[0].extracted);
+  for (const std::string& name : List("gzip")) {
+    const Walk walk = WalkWith(kGzip, Read("gzip/" + name));
+    const Member& expected = members_["gzip/" + name].at(0);
+    ASSERT_EQ(walk.members.size(), 1u) << name;
+    EXPECT_TRUE(walk.members[0].extracted) << name;
     EXPECT_EQ(Escaped(walk.members[0].name), expected.name.empty() ? "unknown" : expected.name);
     // The list has all gzip members in one; of several only the first is read, which the note tells.
-    uint32_t size = 0;
-    char crc[9] = "";
-    const size_t first = expected.note.find("first member alone: ");
-    const bool several = first != std::string::npos;
-    if (several) std::sscanf(&expected.note[first], "first member alone: %u bytes crc32 %8s", &size, crc);
-    EXPECT_EQ(Digest(walk.members[0].data), several ? std::to_string(size) + " " + crc : expected.digest);
+    constexpr std::string_view kFirst = "first member alone: ";
+    std::string digest = Digest(walk.members[0].data);
+    const bool several = expected.note.find(kFirst) != std::string::npos;
+    if (several) digest.replace(digest.find(' '), 1, " bytes crc32 ").insert(0, kFirst);
+    EXPECT_NE((several ? expected.note : expected.digest).find(digest), std::string::npos) << name << digest;
   }
 }
 

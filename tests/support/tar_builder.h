@@ -1,4 +1,4 @@
-// tar_builder.h - writes tar headers, sparse maps and whole archives, so that a test can spoil one field.
+// tar_builder.h - writes tar headers, sparse maps and members, so that a test can spoil one field.
 #pragma once
 
 #include <numeric>
@@ -18,53 +18,39 @@ inline std::string Octal(uint64_t value) {
   return text;
 }
 
-// Fills in the checksum of the header block that stands at `at`.
-inline Bytes Sealed(Bytes file, size_t at = 0) {
-  std::fill_n(file.data.begin() + static_cast<ptrdiff_t>(at) + 148, 8, uint8_t{' '});
-  const auto block = std::span(file.data).subspan(at, 512);
-  const std::string sum = Octal(std::accumulate(block.begin(), block.end(), 0u)).substr(5);
-  std::copy(sum.begin(), sum.end(), file.data.begin() + static_cast<ptrdiff_t>(at) + 148);
-  return file.PatchU8(at + 154, 0);
+inline Bytes& PutText(Bytes& file, size_t at, std::string_view text) {
+  std::ranges::copy(text, file.data.begin() + static_cast<ptrdiff_t>(at));
+  return file;
+}
+
+// Fills in the checksum of the header block at the start.
+inline Bytes Sealed(Bytes file) {
+  const auto block = std::span(PutText(file, 148, "        ").data).first(512);
+  return PutText(file, 148, Octal(std::accumulate(block.begin(), block.end(), 0u)).substr(5));
 }
 
 inline Bytes TarHeader(std::string_view name, std::string_view size, char type = '0') {
   return Sealed(Bytes().Text(name).PadTo(124).Text(size).PadTo(156).Text({&type, 1}).PadTo(512));
 }
 
-// Pads to a whole block, as data are.
-inline Bytes Padded(Bytes data) { return data.PadTo((data.size() + 511) / 512 * 512); }
-
 inline Bytes TarFile(std::string_view name, std::string_view data, char type = '0') {
-  return TarHeader(name, Octal(data.size()), type).Raw(Padded(Bytes().Text(data)));
+  return TarHeader(name, Octal(data.size()), type).Text(data).PadTo(512 + (data.size() + 511) / 512 * 512);
 }
 
 using SparseChunks = std::vector<std::pair<uint32_t, uint32_t>>;  // offset, length
 
-// A sparse member with as many extension blocks as its chunks need.
+// Four chunks of the map are in the header, 21 in each extension block.
 inline Bytes SparseFile(const SparseChunks& chunks, uint64_t real_size, std::string_view data) {
   Bytes file = TarHeader("sparse", Octal(data.size()), 'S');
-  const auto put = [&file](size_t at, uint64_t value) {
-    const std::string text = Octal(value);
-    std::copy(text.begin(), text.end(), file.data.begin() + static_cast<ptrdiff_t>(at));
-  };
-  put(483, real_size);
-  size_t at = 386;
-  size_t room = 4;
-  size_t extended_at = 482;
-  for (const auto& [offset, length] : chunks) {
-    if (room == 0) {
-      file.PatchU8(extended_at, 1);
-      at = file.size();
-      room = 21;
-      extended_at = at + 504;
-      file.PadTo(at + 512);
-    }
-    put(at, offset);
-    put(at + 12, length);
-    at += 24;
-    --room;
+  PutText(file, 483, Octal(real_size));
+  for (size_t i = 0; i < chunks.size(); ++i) {
+    const size_t block = i < 4 ? 0 : 1 + (i - 4) / 21;
+    const size_t at = i < 4 ? 386 + 24 * i : 512 * block + 24 * ((i - 4) % 21);
+    if (at >= file.size()) file.PatchU8(block == 1 ? 482 : at - 8, 1).PadTo(at + 512);
+    PutText(PutText(file, at, Octal(chunks[i].first)), at + 12, Octal(chunks[i].second));
   }
-  return Sealed(file).Raw(Padded(Bytes().Text(data)));
+  const size_t size = file.size() + (data.size() + 511) / 512 * 512;
+  return Sealed(file).Text(data).PadTo(size);
 }
 
 }  // namespace brix
