@@ -169,7 +169,7 @@ def heap(folder):
             rows.append([area, contender, "failed or not here", "", ""])
             continue
         _, members, allocations, peak, _ = got
-        each, beside = allocations / members, max(0, peak - bare[3])
+        each, beside = round(allocations / members, 2), max(0, peak - bare[3])
         rows.append([area, contender, str(allocations), f"{each:.2f}", f"{peak / 1024:.0f}"])
         if contender.startswith("brix") and area.endswith("-small"):
             summary.append([area, contender, "allocations a member", f"{each:.2f}"] +
