@@ -21,18 +21,27 @@ bool ArcTk2ArchiveRecord::Configure(const ArcTk2ToolkitRecord& toolkit, bool mai
   return true;
 }
 
-int32_t ArcTk2ArchiveRecord::OpenOutermost(std::unique_ptr<brix::Stream> stream) { return OpenLevel(stream); }
+int32_t ArcTk2ArchiveRecord::OpenOutermost(std::unique_ptr<brix::Stream> stream) {
+  return OpenLevel(std::move(stream));
+}
 
-int32_t ArcTk2ArchiveRecord::OpenLevel(std::unique_ptr<brix::Stream>& stream) {
-  if (depth_ >= limits_.max_nesting_level) return BRIX_NESTING_LIMIT;
+std::unique_ptr<brix::ArchiveHandler> ArcTk2ArchiveRecord::MakeHandler(brix::Stream* stream) const {
   const uint32_t* const enabled = type_flags_ ? type_flags_->data() : nullptr;
-  std::unique_ptr<brix::ArchiveHandler> handler(
-      brix::Formats().CreateArchiveHandler(stream.get(), enabled, 1, detect_flags_));
+  return std::unique_ptr<brix::ArchiveHandler>(
+      brix::Formats().CreateArchiveHandler(stream, enabled, 1, detect_flags_));
+}
+
+int32_t ArcTk2ArchiveRecord::OpenLevel(std::unique_ptr<brix::Stream> stream) {
+  if (depth_ >= limits_.max_nesting_level) return BRIX_NESTING_LIMIT;
+  std::unique_ptr<brix::ArchiveHandler> handler = MakeHandler(stream.get());
   if (!handler) return BRIX_NOT_AN_ARCHIVE;
   brix::Stream* const input = stream.release();  // the handler's now
   uint32_t size = 0;
   if (!input->GetSize(&size)) return BRIX_FAILED;
+  return PushLevel(std::move(handler), size);
+}
 
+int32_t ArcTk2ArchiveRecord::PushLevel(std::unique_ptr<brix::ArchiveHandler> handler, uint32_t size) {
   std::unique_ptr<Level> level(new (std::nothrow) Level);
   if (!level) return BRIX_OUT_OF_MEMORY;
   level->sizes = top_ ? top_->sizes.Nested(size) : brix::ChainSizes::Outermost(size);
@@ -61,24 +70,17 @@ void ArcTk2ArchiveRecord::CloseLevels() {
 }
 
 bool ArcTk2ArchiveRecord::Descend() {
-  const bool allowed = depth_ + 1 < limits_.max_nesting_level && !was_cut_;
   int32_t status = BRIX_NOT_AN_ARCHIVE;
-  if (!allowed) {
+  if (!MayDescend()) {
     DropPending();
   } else if (!pending_file_.empty()) {
     std::string path;
     path.swap(pending_file_);
     auto file = std::make_unique<brix::FileStream>();
     if (!file->Open(path.c_str(), brix::platform::OpenMode::kRead)) return false;
-    std::unique_ptr<brix::Stream> stream = std::move(file);
-    status = OpenLevel(stream);
-  } else if (pending_memory_) {
-    std::unique_ptr<brix::Stream> stream = std::move(pending_memory_);
-    status = OpenLevel(stream);
-    // Still ours: most members are no containers, and the next one can use the same memory.
-    if (stream) {
-      GiveBack(std::unique_ptr<brix::MemoryStream>(static_cast<brix::MemoryStream*>(stream.release())));
-    }
+    status = OpenLevel(std::move(file));
+  } else if (pending_handler_) {
+    status = PushLevel(std::move(pending_handler_), pending_size_);
   }
   return status == BRIX_OK || status == BRIX_NOT_AN_ARCHIVE;
 }

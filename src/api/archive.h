@@ -76,8 +76,11 @@ struct ArcTk2ArchiveRecord {
     [[nodiscard]] bool IsKept() const { return status == BRIX_OK || status == BRIX_SIZE_LIMIT; }
   };
 
-  // Takes the stream when its handler could be made, whatever comes after; else leaves it to the caller.
-  [[nodiscard]] int32_t OpenLevel(std::unique_ptr<brix::Stream>& stream);
+  // A handler that owns the stream; null, with the stream left to the caller, when it is no archive for this walk.
+  [[nodiscard]] std::unique_ptr<brix::ArchiveHandler> MakeHandler(brix::Stream* stream) const;
+  [[nodiscard]] int32_t OpenLevel(std::unique_ptr<brix::Stream> stream);
+  // `size`: bytes of what the handler reads.
+  [[nodiscard]] int32_t PushLevel(std::unique_ptr<brix::ArchiveHandler> handler, uint32_t size);
   void PopLevel();
   void CloseLevels();
 
@@ -85,6 +88,8 @@ struct ArcTk2ArchiveRecord {
   // is pending afterwards: a member that was not entered now is never entered later, under another parent.
   // False: it could not be opened although it may be a container.
   [[nodiscard]] bool Descend();
+  // Whether the limits let the member that was extracted last be entered.
+  [[nodiscard]] bool MayDescend() const { return depth_ + 1 < limits_.max_nesting_level && !was_cut_; }
   // Stands the top level on its next member and writes its name: empty at its end.
   [[nodiscard]] bool Advance(char* name);
 
@@ -101,8 +106,9 @@ struct ArcTk2ArchiveRecord {
   uint32_t depth_ = 0;
   bool was_cut_ = false;  // the last extraction was cut at the limit
   std::string pending_file_;
-  std::unique_ptr<brix::MemoryStream> pending_memory_;
-  std::unique_ptr<brix::MemoryStream> spare_memory_;  // a pending stream of the past, kept for its pages
+  std::unique_ptr<brix::ArchiveHandler> pending_handler_;  // of a member in memory that is a container
+  uint32_t pending_size_ = 0;                              // bytes of that member
+  std::unique_ptr<brix::MemoryStream> spare_memory_;       // that of a member of the past, kept for its pages
 
   brix::Limits limits_;
   uint32_t detect_flags_ = 0;

@@ -3,17 +3,26 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <span>
 
 #include "api/archive.h"
 #include "api/limited_extract.h"
 #include "io/file_stream.h"
+#include "platform/platform.h"
 
 namespace {
 
-// The most that is reserved on a directory's word alone; what really comes grows the stream by doubling.
-constexpr uint32_t kMaxReserve = 1 << 20;  // bytes
+// The most that is reserved on a directory's word alone; what really comes grows the stream. Reserved memory costs
+// nothing before it is filled.
+constexpr uint32_t kMaxReserve = 64 << 20;  // bytes
 // A larger stream is freed instead of being kept for the next member.
-constexpr size_t kMaxSpare = 4 << 20;  // bytes
+constexpr size_t kMaxSpare = 64 << 20;  // bytes
+
+void* CopyOf(std::span<const uint8_t> bytes) {
+  void* const copy = std::malloc(std::max<size_t>(bytes.size(), 1));
+  if (copy != nullptr && !bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
+  return copy;
+}
 
 }  // namespace
 
@@ -27,6 +36,8 @@ ArcTk2ArchiveRecord::Yield ArcTk2ArchiveRecord::ExtractInto(brix::Stream& target
   return {was_cut_ ? BRIX_SIZE_LIMIT : BRIX_OK, result.stored};
 }
 
+// A container is needed twice, by the host and by the descent into it; of anything else the host gets the very memory
+// that it was decoded into.
 int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
   DropPending();
   if (!HasMember()) return BRIX_FAILED;
@@ -34,23 +45,22 @@ int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
   if (!memory) return BRIX_OUT_OF_MEMORY;
   ReserveDeclaredSize(*memory);
   const Yield yield = ExtractInto(*memory);
-  int32_t status = yield.status;
-  if (yield.IsKept() && data != nullptr) {
-    const auto bytes = memory->bytes();
-    *data = std::malloc(std::max<size_t>(bytes.size(), 1));  // not null for an empty member either
-    if (*data == nullptr) {
-      status = BRIX_OUT_OF_MEMORY;
-    } else if (!bytes.empty()) {
-      std::memcpy(*data, bytes.data(), bytes.size());
-    }
-  }
-  if (status != BRIX_OK && status != BRIX_SIZE_LIMIT) {
+  if (!yield.IsKept()) {
     GiveBack(std::move(memory));
-    return status;
+    return yield.status;
+  }
+  brix::MemoryStream* const content = memory.get();
+  std::unique_ptr<brix::ArchiveHandler> handler = MayDescend() ? MakeHandler(content) : nullptr;
+  if (handler) (void)memory.release();  // the handler's now
+  if (data != nullptr) {
+    *data = handler ? CopyOf(content->bytes()) : content->Release();
+    if (*data == nullptr) return BRIX_OUT_OF_MEMORY;
   }
   *size = yield.bytes;
-  pending_memory_ = std::move(memory);
-  return status;
+  if (!handler) GiveBack(std::move(memory));
+  pending_handler_ = std::move(handler);
+  pending_size_ = yield.bytes;
+  return yield.status;
 }
 
 int32_t ArcTk2ArchiveRecord::ExtractToFile(const char* path) {
@@ -102,17 +112,18 @@ int32_t ArcTk2ArchiveRecord::ExtractToStream(brix::Stream& target) {
 
 void ArcTk2ArchiveRecord::DropPending() {
   pending_file_.clear();
-  if (pending_memory_) GiveBack(std::move(pending_memory_));
+  pending_handler_.reset();
 }
 
 std::unique_ptr<brix::MemoryStream> ArcTk2ArchiveRecord::TakeMemoryStream() {
   if (spare_memory_) return std::move(spare_memory_);
-  return std::unique_ptr<brix::MemoryStream>(new (std::nothrow) brix::MemoryStream);
+  return std::unique_ptr<brix::MemoryStream>(new (std::nothrow)
+                                                 brix::MemoryStream(brix::platform::GetLargePageAdvice()));
 }
 
 // Fresh pages cost as much as decoding into them, so the memory of one member serves the next.
 void ArcTk2ArchiveRecord::GiveBack(std::unique_ptr<brix::MemoryStream> memory) {
-  if (memory->bytes().size() > kMaxSpare || !memory->SetSize(0)) return;
+  if (memory->capacity() > kMaxSpare || !memory->SetSize(0)) return;
   spare_memory_ = std::move(memory);
 }
 

@@ -42,6 +42,12 @@ class MemoryBlock {
     return true;
   }
 
+  // Gives the bytes to the caller, who frees them with std::free. The block is empty afterwards.
+  [[nodiscard]] uint8_t* Release() {
+    size_ = 0;
+    return bytes_.release();
+  }
+
   void Free() {
     bytes_.reset();
     size_ = 0;

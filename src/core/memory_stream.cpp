@@ -49,17 +49,30 @@ bool MemoryStream::SetSize(uint32_t size) {
   return true;
 }
 
-bool MemoryStream::Reserve(uint32_t capacity) {
-  return capacity <= block_.size() || block_.TryResize(capacity);
+bool MemoryStream::Reserve(uint32_t capacity) { return capacity <= block_.size() || Resize(capacity); }
+
+uint8_t* MemoryStream::Release() {
+  // What is not used goes back; without that it is as good. Something is given in any case.
+  (void)block_.TryResize(std::max(size_, 1u));
+  size_ = 0;
+  return block_.Release();
 }
 
 // Doubles, so that n appended bytes cost O(n) moves; falls back to the exact size when that much is not to be
-// had.
+// had. With large pages the step at kLargeBlock goes far enough that no move need follow, since moving them costs more
+// than they save; what is not filled is never touched.
 bool MemoryStream::GrowTo(uint32_t needed) {
   constexpr uint64_t kSmallest = 4096;
-  const uint64_t doubled = std::max<uint64_t>({kSmallest, needed, uint64_t{block_.size()} * 2});
-  const auto capacity = static_cast<size_t>(std::min<uint64_t>(doubled, UINT32_MAX));
-  return block_.TryResize(capacity) || block_.TryResize(needed);
+  constexpr uint64_t kLargeStep = 64 << 20;
+  uint64_t capacity = std::max<uint64_t>({kSmallest, needed, uint64_t{block_.size()} * 2});
+  if (advice_ != nullptr && capacity >= kLargeBlock) capacity = std::max(capacity, kLargeStep);
+  return Resize(static_cast<size_t>(std::min<uint64_t>(capacity, UINT32_MAX))) || Resize(needed);
+}
+
+bool MemoryStream::Resize(size_t capacity) {
+  if (!block_.TryResize(capacity)) return false;
+  if (advice_ != nullptr && capacity >= kLargeBlock) advice_(block_.data(), capacity);
+  return true;
 }
 
 bool FixedMemoryStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) {

@@ -8,6 +8,7 @@
 // device or a folder that stands where a file is expected is refused at once and cannot make a scan hang.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace brix::platform {
@@ -45,6 +46,11 @@ void Close(int32_t descriptor);
 
 // Whether anything of this name exists, a folder too.
 [[nodiscard]] bool Exists(const char* path);
+
+// What tells the system that a large block will be filled from end to end, so that it serves it with few large pages:
+// touching fresh memory page by page costs most of what decoding into it does. Null where there is no such thing.
+using LargePageAdvice = void (*)(uint8_t* memory, size_t size);
+[[nodiscard]] LargePageAdvice GetLargePageAdvice();
 
 // Copies an environment variable with its terminator. False: it is not set, or does not fit.
 [[nodiscard]] bool ReadEnvironment(const char* name, char* value, uint32_t value_size);

@@ -7,6 +7,8 @@ namespace brix::platform {
 
 bool Exists(const char* path) { return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
 
+LargePageAdvice GetLargePageAdvice() { return nullptr; }  // those need a privilege there
+
 // Asked of the system: the C run time knows only what was set before it was loaded.
 bool ReadEnvironment(const char* name, char* value, uint32_t value_size) {
   const DWORD length = GetEnvironmentVariableA(name, value, value_size);
