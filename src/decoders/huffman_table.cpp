@@ -86,7 +86,7 @@ uint32_t SubtableBits(const SortedCodes& codes, uint32_t length, uint32_t left_o
 // The code after `code` of `bits` bits in reversed notation: adds one at the far end.
 inline uint32_t NextReversed(uint32_t code, uint32_t bits) {
   const uint32_t zeros = code ^ ((1u << bits) - 1);  // not 0: the last code has no next
-  const uint32_t high = std::bit_floor(zeros);
+  const uint32_t high = 1u << (std::bit_width(zeros) - 1);
   return (code & (high - 1)) | high;
 }
 

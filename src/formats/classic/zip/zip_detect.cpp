@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 
 #include "core/field_reader.h"
@@ -40,21 +39,26 @@ uint32_t FindLastSignature(const uint8_t* bytes, uint32_t size) {
   if (size < sizeof(Signature)) return kNotFound;
   uint32_t end = size - kOverlap;  // places from here on are searched
 #ifdef BRIX_ZIP_SSE2
-  constexpr uint32_t kStep = 16;
+  // 64 places a turn: whether any may hold the signature is all that is asked of most.
+  constexpr uint32_t kStep = 64;
   const __m128i first = _mm_set1_epi8(static_cast<char>(kEndSignature[0]));
   const __m128i third = _mm_set1_epi8(static_cast<char>(kEndSignature[2]));
-  while (end >= kStep) {
-    end -= kStep;
-    const __m128i at0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + end));
+  const auto may_begin = [&](const uint8_t* p) {
     // Reaches 2 bytes further, less than the 3 that stand behind the last place.
-    const __m128i at2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + end + 2));
-    const __m128i both = _mm_and_si128(_mm_cmpeq_epi8(at0, first), _mm_cmpeq_epi8(at2, third));
-    auto places = static_cast<uint32_t>(_mm_movemask_epi8(both));
-    while (places != 0) {
-      const auto place = static_cast<uint32_t>(std::bit_width(places)) - 1;
-      if (IsEndSignature(bytes + end + place)) return end + place;
-      places -= 1u << place;
+    const __m128i at0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i at2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2));
+    return _mm_and_si128(_mm_cmpeq_epi8(at0, first), _mm_cmpeq_epi8(at2, third));
+  };
+  while (end >= kStep) {
+    const uint8_t* const p = bytes + end - kStep;
+    const __m128i any = _mm_or_si128(_mm_or_si128(may_begin(p), may_begin(p + 16)),
+                                     _mm_or_si128(may_begin(p + 32), may_begin(p + 48)));
+    if (_mm_movemask_epi8(any) != 0) {
+      for (uint32_t place = kStep; place-- != 0;) {
+        if (IsEndSignature(p + place)) return end - kStep + place;
+      }
     }
+    end -= kStep;
   }
 #endif
   while (end != 0) {
