@@ -16,8 +16,15 @@ const FormatEntry* FormatTable::Find(uint32_t type_id) const {
 uint32_t FormatTable::DetectArchiveType(Stream& in, uint32_t detect_flags) const {
   uint32_t size = 0;
   if (!in.GetSize(&size) || size == 0) return kTypeNone;
+  uint32_t (*asked)(Stream&) = nullptr;  // the last of those that answer for several rows; it said no
   for (const FormatEntry& row : rows_) {
-    if (row.detect(in, detect_flags, *this)) return row.type_id;
+    if (row.identify == nullptr) {
+      if (row.detect(in, detect_flags, *this)) return row.type_id;
+    } else if (row.identify != asked) {
+      asked = row.identify;
+      const uint32_t type_id = asked(in);
+      if (type_id != kTypeNone) return type_id;
+    }
   }
   return kTypeNone;
 }
