@@ -58,7 +58,7 @@ bool ChainStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t*
   while (*got < wanted) {  // each turn reads bytes or leaves
     const uint32_t at = offset + *got;
     const uint32_t left = wanted - *got;
-    if (!FindRun(at >> shift, ((left - 1) >> shift) + 2)) break;
+    if (!FindRun(at >> shift, uint64_t{(left - 1) >> shift} + 2)) break;
     const uint32_t skipped = at - (run_.index << shift);
     const uint64_t from = (uint64_t{run_.sector} << shift) + skipped;
     const auto piece =
@@ -80,27 +80,31 @@ bool ChainStream::GetSize(uint32_t* size) {
 
 void ChainStream::TakeLengthOfChain() {
   StartOver();
-  while (LengthenRun() || NextRun()) {
+  while (LengthenRun(space_.most_sectors) || NextRun()) {
   }
   size_ = followed_ >= space_.most_sectors ? 0 : followed_ << space_.shift;
 }
 
-bool ChainStream::FindRun(uint32_t index, uint32_t wanted) {
+bool ChainStream::FindRun(uint32_t index, uint64_t wanted) {
   if (index < run_.index) GoBackTo(index);
   while (index - run_.index >= run_.length) {
-    if (!LengthenRun() && !NextRun()) return false;
+    if (!LengthenRun(index - run_.index - run_.length + wanted) && !NextRun()) return false;
   }
-  while (run_.length - (index - run_.index) < wanted && LengthenRun()) {
+  while (run_.length - (index - run_.index) < wanted) {
+    if (!LengthenRun(wanted - (run_.length - (index - run_.index)))) break;
   }
   return true;
 }
 
-// Takes the sector behind all that are known, if it is the neighbour of the run's last.
-bool ChainStream::LengthenRun() {
+// Takes sectors behind all that are known, at most `most`, if they are neighbours of the run's last.
+bool ChainStream::LengthenRun(uint64_t most) {
   if (!IsLastRun() || next_ != run_.sector + run_.length) return false;
-  if (run_.length == 0 && !HasRoom()) return false;  // the first run, which was empty so far
-  if (!Follow()) return false;
-  if (run_.length++ == 0) Remember();
+  const bool is_first = run_.length == 0;  // that run stands from the start, empty
+  if (is_first && !HasRoom()) return false;
+  const uint32_t taken = Follow(most);
+  if (taken == 0) return false;
+  if (is_first) Remember();
+  run_.length += taken;
   return true;
 }
 
@@ -110,18 +114,20 @@ bool ChainStream::NextRun() {
     return true;
   }
   const Run next = {followed_, next_, 1};
-  if (!HasRoom() || !Follow()) return false;
+  if (!HasRoom() || Follow(1) == 0) return false;
   run_ = next;
   Remember();
   return true;
 }
 
-// One sector more is known of the chain, `next_`; the table tells the number behind it.
-bool ChainStream::Follow() {
-  if (next_ >= kFirstMark || followed_ >= space_.most_sectors) return false;
-  ++followed_;
-  if (!space_.table->Next(next_, &next_)) next_ = kEndOfChain;
-  return true;
+// That many neighbours, `next_` the first, are known of the chain from here on; none where it ends.
+uint32_t ChainStream::Follow(uint64_t most) {
+  if (next_ >= kFirstMark) return 0;
+  const auto left = static_cast<uint32_t>(std::min<uint64_t>(most, space_.most_sectors - followed_));
+  if (left == 0) return 0;
+  const uint32_t taken = space_.table->Follow(next_, left, &next_);
+  followed_ += taken;
+  return taken;
 }
 
 // Room for one run more; where memory ends, so does the chain.

@@ -48,11 +48,11 @@ class ChainStream final : public ReadOnlyStream {
   void StartOver();
   // Makes run_ the one that holds sector `index` of the stream, and as long as it can be up to `wanted` sectors
   // behind that.
-  [[nodiscard]] bool FindRun(uint32_t index, uint32_t wanted);
+  [[nodiscard]] bool FindRun(uint32_t index, uint64_t wanted);
   [[nodiscard]] bool NextRun();
-  [[nodiscard]] bool LengthenRun();
+  [[nodiscard]] bool LengthenRun(uint64_t most);
   [[nodiscard]] bool IsLastRun() const { return run_.index + run_.length == followed_; }
-  [[nodiscard]] bool Follow();
+  [[nodiscard]] uint32_t Follow(uint64_t most);
   [[nodiscard]] bool HasRoom();
   void Remember();
   [[nodiscard]] Run Remembered(uint32_t number) const;

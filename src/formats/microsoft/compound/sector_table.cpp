@@ -71,6 +71,24 @@ bool FatStream::GetSize(uint32_t* size) {
   return true;
 }
 
+uint32_t SectorTable::Follow(uint32_t sector, uint32_t most, uint32_t* next) {
+  const uint32_t number = sector / kWindowEntries;
+  Window& window = windows_[number % kWindows];
+  uint32_t at = sector % kWindowEntries;
+  if ((window.number != number && !Load(number, &window)) || at >= window.count) {
+    *next = kEndOfChain;
+    return 1;
+  }
+  // No sum reaches the marks: a table of 4 GiB tells of 2^30 sectors.
+  uint32_t taken = 1;
+  while (taken < most && at + 1 < window.count && window.entries[at] == sector + taken) {
+    ++at;
+    ++taken;
+  }
+  *next = window.entries[at];
+  return taken;
+}
+
 bool SectorTable::Load(uint32_t number, Window* window) {
   window->number = kNothing;
   constexpr uint32_t kBytes = kWindowEntries * kNumberBytes;

@@ -35,16 +35,10 @@ class SectorTable {
   // `table` holds 4 bytes for each sector.
   explicit SectorTable(Stream* table) : table_(table) {}
 
-  // The number behind `sector`, which may be a mark. False when the table does not tell.
-  [[nodiscard]] bool Next(uint32_t sector, uint32_t* next) {
-    const uint32_t number = sector / kWindowEntries;
-    Window& window = windows_[number % kWindows];
-    if (window.number != number && !Load(number, &window)) return false;
-    const uint32_t at = sector % kWindowEntries;
-    if (at >= window.count) return false;
-    *next = window.entries[at];
-    return true;
-  }
+  // Takes `sector` and the neighbours that follow it, at least one sector and at most `most`; fewer than there are
+  // where a window ends. Returns how many; `*next` is the number behind the last, or a mark, which is the end of
+  // the chain where the table does not tell.
+  [[nodiscard]] uint32_t Follow(uint32_t sector, uint32_t most, uint32_t* next);
 
  private:
   static constexpr uint32_t kWindows = 8;
