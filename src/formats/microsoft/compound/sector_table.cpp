@@ -33,6 +33,7 @@ bool FatStream::Collect(Stream* sectors, uint32_t shift, const uint8_t* in_heade
   sectors_ = sectors;
   shift_ = shift;
   count_ = std::min(wanted, kHeaderDifatEntries);
+  if (wanted == 0) return true;
   if (!numbers_.TryResize(size_t{wanted} * kNumberBytes)) return false;
   std::memcpy(numbers_.data(), in_header, size_t{count_} * kNumberBytes);
   const uint32_t most = (1u << shift) / kNumberBytes - 1;  // behind them stands the number of the next sector
