@@ -56,31 +56,31 @@ bool DetectCompound(Stream& in, uint32_t, const FormatTable&) {
 
 template <uint32_t kTypeId>
 constexpr FormatEntry Compound(ArchiveHandler* (*create)(Stream*, const HandlerArgs&)) {
-  return {kTypeId, DetectCompound<kTypeId>, create, IdentifyCompound};
+  return {kTypeId, DetectCompound<kTypeId>, create, {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1"}, IdentifyCompound};
 }
 
 // The order is a contract: the first row that answers yes wins.
 constexpr std::array kRows = {
     FormatEntry{16, zip::DetectZip,
                 zip::CreateZipHandler},  // before SFX: a stub with an intact directory is a ZIP
-    FormatEntry{6, sfx::DetectSfx, nullptr},
-    FormatEntry{5, chm::DetectChm, nullptr},
+    FormatEntry{6, sfx::DetectSfx, nullptr, {"MZ"}},
+    FormatEntry{5, chm::DetectChm, nullptr, {"ITSF"}},
     FormatEntry{1, arj::DetectArj, nullptr},
-    FormatEntry{8, lha::DetectLha, nullptr},
+    FormatEntry{8, lha::DetectLha, nullptr, {"-l", 2}},
     FormatEntry{13, tar::DetectTar, nullptr},  // before GZIP: a tar inside gzip is a tar
-    FormatEntry{7, gzip::DetectGzip, nullptr},
-    FormatEntry{2, bzip2::DetectBzip2, nullptr},
-    FormatEntry{15, unixz::DetectUnixZ, nullptr},
-    FormatEntry{14, tnef::DetectTnef, nullptr},
-    FormatEntry{10, szdd::DetectSzdd, szdd::CreateSzddHandler},
-    FormatEntry{4, qxzip::DetectQxZip, nullptr},
+    FormatEntry{7, gzip::DetectGzip, nullptr, {"\x1F\x8B\x08"}},
+    FormatEntry{2, bzip2::DetectBzip2, nullptr, {"BZh"}},
+    FormatEntry{15, unixz::DetectUnixZ, nullptr, {"\x1F\x9D"}},
+    FormatEntry{14, tnef::DetectTnef, nullptr, {"\x78\x9F\x3E\x22"}},
+    FormatEntry{10, szdd::DetectSzdd, szdd::CreateSzddHandler, {"SZDD"}},
+    FormatEntry{4, qxzip::DetectQxZip, nullptr, {"QXZIP\x04"}},
     // The formats in compound files, whose order IdentifyCompound keeps.
     Compound<17>(office::CreateOfficeHandler),
     Compound<18>(office::CreateOfficeHandler),
     Compound<19>(office::CreatePowerPointHandler),
     Compound<20>(office::CreateOfficeHandler),
     Compound<11>(msi::CreateMsiHandler),
-    FormatEntry{21, nsis::DetectNsis, nullptr},
+    FormatEntry{21, nsis::DetectNsis, nullptr, {"MZ"}},
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
     FormatEntry{3, cabinet::DetectCabinet, nullptr},
     FormatEntry{12, rar::DetectRar, nullptr},
