@@ -4,12 +4,17 @@
 corpus.dat      up to 48 MB of headers, documentation, scripts and programs of this machine's installed packages
 many-small.zip  20,000 members of about 2 KB, deflated at level 6
 nested.zip      four levels, 187 containers, about 2,000 leaves
+corpus.gz       corpus.dat, gzip level 6
+corpus.tar      corpus.dat cut into 16 members
+corpus.tar.gz   that, gzip level 6
 
 The content depends on the installed packages: compare figures within one run only.
 """
+import gzip
 import io
 import os
 import sys
+import tarfile
 import zipfile
 
 LIMIT = 48_000_000
@@ -76,12 +81,30 @@ def nested(path, data):
         f.write(level(0))
 
 
+def tar(data):
+    buffer = io.BytesIO()
+    with tarfile.open(fileobj=buffer, mode="w", format=tarfile.GNU_FORMAT) as archive:
+        size = -(-len(data) // 16)
+        for i in range(16):
+            info = tarfile.TarInfo(f"dir/member{i:02d}")
+            info.size = len(data[i * size : (i + 1) * size])
+            archive.addfile(info, io.BytesIO(data[i * size : (i + 1) * size]))
+    return buffer.getvalue()
+
+
 def main():
     folder = sys.argv[1]
     os.makedirs(folder, exist_ok=True)
     data = corpus()
-    with open(os.path.join(folder, "corpus.dat"), "wb") as f:
-        f.write(data)
+    archive = tar(data)
+    for name, content in (
+        ("corpus.dat", data),
+        ("corpus.gz", gzip.compress(data, 6, mtime=0)),
+        ("corpus.tar", archive),
+        ("corpus.tar.gz", gzip.compress(archive, 6, mtime=0)),
+    ):
+        with open(os.path.join(folder, name), "wb") as f:
+            f.write(content)
     many_small(os.path.join(folder, "many-small.zip"), data)
     nested(os.path.join(folder, "nested.zip"), data)
 
