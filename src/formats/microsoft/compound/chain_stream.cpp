@@ -47,7 +47,6 @@ void ChainStream::StartOver() {
   followed_ = 0;
   next_ = first_sector_;
   run_count_ = 0;
-  run_number_ = 0;
 }
 
 bool ChainStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) {
@@ -86,7 +85,12 @@ void ChainStream::TakeLengthOfChain() {
 }
 
 bool ChainStream::FindRun(uint32_t index, uint64_t wanted) {
-  if (index < run_.index) GoBackTo(index);
+  if (index < run_.index) {
+    if (memory_ == ChainMemory::kCursor) StartOver();
+    if (memory_ == ChainMemory::kAll) GoToKnown(index);
+  } else if (index - run_.index >= run_.length && !IsLastRun()) {
+    GoToKnown(index);
+  }
   while (index - run_.index >= run_.length) {
     if (!LengthenRun(index - run_.index - run_.length + wanted) && !NextRun()) return false;
   }
@@ -108,11 +112,8 @@ bool ChainStream::LengthenRun(uint64_t most) {
   return true;
 }
 
+// Begins a run with the sector behind all that are known.
 bool ChainStream::NextRun() {
-  if (!IsLastRun()) {
-    run_ = Remembered(++run_number_);
-    return true;
-  }
   const Run next = {followed_, next_, 1};
   if (!HasRoom() || Follow(1) == 0) return false;
   run_ = next;
@@ -141,7 +142,7 @@ void ChainStream::Remember() {
   if (memory_ == ChainMemory::kCursor) return;
   const KnownRun run = {run_.index, run_.sector};
   std::memcpy(runs_.data() + size_t{run_count_} * sizeof run, &run, sizeof run);
-  run_number_ = run_count_++;
+  ++run_count_;
 }
 
 ChainStream::Run ChainStream::Remembered(uint32_t number) const {
@@ -150,18 +151,14 @@ ChainStream::Run ChainStream::Remembered(uint32_t number) const {
   return {run.index, run.sector, end - run.index};
 }
 
-void ChainStream::GoBackTo(uint32_t index) {
-  if (memory_ == ChainMemory::kCursor) {
-    StartOver();
-    return;
-  }
+// Makes run_ the remembered one that holds sector `index`, or the last.
+void ChainStream::GoToKnown(uint32_t index) {
   uint32_t low = 0;  // the first run begins at 0, so it never lies behind `index`
-  uint32_t high = run_number_;
+  uint32_t high = run_count_;
   while (high - low > 1) {
     const uint32_t middle = low + (high - low) / 2;
     (Load(runs_, middle).index <= index ? low : high) = middle;
   }
-  run_number_ = low;
   run_ = Remembered(low);
 }
 

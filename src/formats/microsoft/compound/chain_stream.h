@@ -56,7 +56,7 @@ class ChainStream final : public ReadOnlyStream {
   [[nodiscard]] bool HasRoom();
   void Remember();
   [[nodiscard]] Run Remembered(uint32_t number) const;
-  void GoBackTo(uint32_t index);
+  void GoToKnown(uint32_t index);
 
   SectorSpace space_{};
   uint32_t first_sector_ = 0;
@@ -69,7 +69,6 @@ class ChainStream final : public ReadOnlyStream {
 
   MemoryBlock runs_;  // kAll: index and sector of each run that is known
   uint32_t run_count_ = 0;
-  uint32_t run_number_ = 0;  // of run_ among them
 };
 
 }  // namespace brix::compound
