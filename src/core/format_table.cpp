@@ -30,8 +30,16 @@ uint32_t FormatTable::DetectArchiveType(Stream& in, uint32_t detect_flags) const
   uint32_t got = 0;
   if (!in.ReadAt(0, start.data(), kHead, &got) || got > kHead) got = 0;
   const std::string_view head(reinterpret_cast<const char*>(start.data()), got);
+  uint32_t (*asked)(Stream&) = nullptr;  // the last of those that answer for several rows; it said no
   for (const FormatEntry& row : rows_) {
-    if (Begins(head, row.magic) && row.detect(in, detect_flags, *this)) return row.type_id;
+    if (!Begins(head, row.magic)) continue;
+    if (row.identify == nullptr) {
+      if (row.detect(in, detect_flags, *this)) return row.type_id;
+    } else if (row.identify != asked) {
+      asked = row.identify;
+      const uint32_t type_id = asked(in);
+      if (type_id != kTypeNone) return type_id;
+    }
   }
   return kTypeNone;
 }

@@ -1,7 +1,9 @@
 // registry.cpp - the only file that includes every format.
 #include "formats/registry.h"
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "formats/classic/arj/arj_detect.h"
 #include "formats/classic/bzip2/bzip2_detect.h"
@@ -20,6 +22,11 @@
 #include "formats/mail/tnef/tnef_detect.h"
 #include "formats/microsoft/cabinet/cabinet_detect.h"
 #include "formats/microsoft/chm/chm_detect.h"
+#include "formats/microsoft/compound/compound_file.h"
+#include "formats/microsoft/msi/msi_handler.h"
+#include "formats/microsoft/msi/msi_name.h"
+#include "formats/microsoft/office/office_format.h"
+#include "formats/microsoft/office/office_handler.h"
 #include "formats/microsoft/sfx/sfx_detect.h"
 #include "formats/microsoft/sfx/sfx_handler.h"
 #include "formats/microsoft/szdd/szdd_handler.h"
@@ -27,6 +34,33 @@
 namespace brix {
 
 namespace {
+
+// Which of the formats in compound files the data are, by the streams in the root: the first Office type whose
+// stream is there, or an installer database, which has all of its tables.
+uint32_t IdentifyCompound(Stream& in) {
+  constexpr size_t kOffice = office::kTypeStreams.size();
+  constexpr uint32_t kTables = (1u << msi::kTableStreams.size()) - 1;
+  std::array<std::u16string_view, kOffice + msi::kTableStreams.size()> names;
+  for (size_t n = 0; n < kOffice; ++n) names[n] = office::kTypeStreams[n].name;
+  std::ranges::copy(msi::kTableStreams, names.begin() + kOffice);
+  compound::CompoundFile file;
+  if (!file.Open(in)) return kTypeNone;
+  const uint32_t held = file.StreamsInRoot(names);
+  for (size_t n = 0; n < kOffice; ++n) {
+    if ((held >> n & 1) != 0) return office::kTypeStreams[n].type_id;
+  }
+  return held >> kOffice == kTables ? msi::kInstallerDatabase : kTypeNone;
+}
+
+template <uint32_t kTypeId>
+bool DetectCompound(Stream& in, uint32_t, const FormatTable&) {
+  return IdentifyCompound(in) == kTypeId;
+}
+
+template <uint32_t kTypeId>
+constexpr FormatEntry Compound(ArchiveHandler* (*create)(Stream*, const HandlerArgs&)) {
+  return {kTypeId, DetectCompound<kTypeId>, create, {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1"}, IdentifyCompound};
+}
 
 // The order is a contract: the first row that answers yes wins.
 constexpr std::array kRows = {
@@ -43,7 +77,12 @@ constexpr std::array kRows = {
     FormatEntry{14, tnef::DetectTnef, nullptr, {"\x78\x9F\x3E\x22"}},
     FormatEntry{10, szdd::DetectSzdd, szdd::CreateSzddHandler, {"SZDD"}},
     FormatEntry{4, qxzip::DetectQxZip, nullptr, {"QXZIP\x04"}},
-    // The compound-file formats stand here: Word, Excel, PowerPoint, package, installer database.
+    // The formats in compound files, whose order IdentifyCompound keeps.
+    Compound<17>(office::CreateOfficeHandler),
+    Compound<18>(office::CreateOfficeHandler),
+    Compound<19>(office::CreatePowerPointHandler),
+    Compound<20>(office::CreateOfficeHandler),
+    Compound<11>(msi::CreateMsiHandler),
     FormatEntry{21, nsis::DetectNsis, nullptr, {"MZ"}},
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
     FormatEntry{3, cabinet::DetectCabinet, nullptr},
