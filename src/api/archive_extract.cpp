@@ -12,9 +12,12 @@
 
 namespace {
 
-// The most that is reserved on a directory's word alone; what really comes grows the stream. Reserved memory costs
-// nothing before it is filled.
-constexpr uint32_t kMaxReserve = 64 << 20;  // bytes
+// The most that is reserved on a directory's word alone; what really comes grows the stream. Where there are large
+// pages, memory that is never filled costs next to nothing, and to grow step by step is dear.
+constexpr uint32_t kMaxReserve = 1 << 20;        // bytes
+constexpr uint32_t kMaxLargeReserve = 64 << 20;  // bytes
+// A smaller member is copied for the host: that is as cheap, and its memory serves the next.
+constexpr size_t kHandOver = 1 << 16;  // bytes
 // A larger stream is freed instead of being kept for the next member.
 constexpr size_t kMaxSpare = 64 << 20;  // bytes
 
@@ -36,8 +39,8 @@ ArcTk2ArchiveRecord::Yield ArcTk2ArchiveRecord::ExtractInto(brix::Stream& target
   return {was_cut_ ? BRIX_SIZE_LIMIT : BRIX_OK, result.stored};
 }
 
-// A container is needed twice, by the host and by the descent into it; of anything else the host gets the very memory
-// that it was decoded into.
+// A container is needed twice, by the host and by the descent into it; of any other large member the host gets the
+// very memory that it was decoded into.
 int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
   DropPending();
   if (!HasMember()) return BRIX_FAILED;
@@ -53,7 +56,8 @@ int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
   std::unique_ptr<brix::ArchiveHandler> handler = MayDescend() ? MakeHandler(content) : nullptr;
   if (handler) (void)memory.release();  // the handler's now
   if (data != nullptr) {
-    *data = handler ? CopyOf(content->bytes()) : content->Release();
+    const bool copy = handler || content->bytes().size() < kHandOver;
+    *data = copy ? CopyOf(content->bytes()) : content->Release();
     if (*data == nullptr) return BRIX_OUT_OF_MEMORY;
   }
   *size = yield.bytes;
@@ -132,5 +136,6 @@ void ArcTk2ArchiveRecord::ReserveDeclaredSize(brix::MemoryStream& target) {
   uint32_t value_size = sizeof declared;
   if (!top_->handler->GetMemberSize(&declared, &value_size)) return;
   const uint32_t limit = brix::MemberLimit(limits_, top_->sizes);
-  (void)target.Reserve(std::min({declared, limit, kMaxReserve}));  // without it, the stream just grows
+  const uint32_t most = brix::platform::GetLargePageAdvice() != nullptr ? kMaxLargeReserve : kMaxReserve;
+  (void)target.Reserve(std::min({declared, limit, most}));  // without it, the stream just grows
 }
