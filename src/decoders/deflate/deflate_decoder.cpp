@@ -114,6 +114,20 @@ bool DeflateDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   }
 }
 
+bool DeflateDecoder::DecodeMore(Stream& in, uint32_t wanted, uint32_t* added) {
+  *added = 0;
+  if (!TakeMemory()) return false;
+  input_.Attach(&in);
+  if (!failed_ && !ended_) {
+    delivered_ = out_;
+    Slide();
+    failed_ = !DecodeSome(wanted);
+    *added = Pending();
+    delivered_ = out_;
+  }
+  return *added != 0 || !failed_;
+}
+
 void DeflateDecoder::Slide() {
   const uint32_t window = deflate::WindowSize(deflate64());
   uint8_t* const front = buffer_.data();

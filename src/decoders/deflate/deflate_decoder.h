@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "core/memory_block.h"
 #include "decoders/bit_reader.h"
@@ -32,6 +33,14 @@ class DeflateDecoder final : public Decoder {
   // stream from its first byte at offset 0 at every call; data behind the final block are not looked at. A
   // failure shows when all that was decoded before it has been delivered, and sticks.
   [[nodiscard]] bool Decode(Stream& in, Stream& out, uint32_t* limit) override;
+
+  // In Decode's stead, for who reads the output where it lies: decodes about `wanted` bytes more, at most 32 KiB a
+  // call; `wanted` is not 0. `*added`: how many joined the end of buffered(); 0 with true: the stream has ended.
+  // What was decoded before a failure is added first; then it shows, and sticks.
+  [[nodiscard]] bool DecodeMore(Stream& in, uint32_t wanted, uint32_t* added);
+
+  // The output that is still in memory, oldest byte first: at least a window of it, or all. Valid until the next call.
+  [[nodiscard]] std::span<const uint8_t> buffered() const { return {buffer_.data(), out_}; }
 
   // Begins a new stream: input from offset 0, output from offset 0, no history.
   void Reset() override;
