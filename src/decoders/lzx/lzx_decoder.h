@@ -11,14 +11,18 @@
 
 namespace brix {
 
+namespace lzx {
+class Bits;
+}
+
 // Decodes a stream that comes in units: a cabinet's data block, or a help file's frame. A call decodes one unit
 // to a size known in advance; window, trees, repeated offsets and the block in progress go on to the next.
 //
 // Not a Decoder: both of its owners read a unit into memory whole and want its output in memory, so nothing goes
 // through streams here.
 //
-// Memory, taken by the first call: tables of about 70 KiB, 32 KiB for translated output, and a ring of the
-// window and one unit.
+// Memory, taken by the first call: tables of about 40 KiB, and a ring of the window and one unit; 32 KiB more once
+// output is translated.
 class LzxDecoder final {
  public:
   static constexpr uint32_t kMostOutput = 32768;  // bytes of one unit
@@ -51,16 +55,13 @@ class LzxDecoder final {
   void ClearTrees();
 
  private:
-  struct Tables;
-  class Bits;
-
   [[nodiscard]] bool TakeMemory();
   [[nodiscard]] bool Produce(std::span<uint8_t> packed, bool odd_words, uint32_t expected);
-  [[nodiscard]] bool ReadBlockHeader(Bits& in);
-  [[nodiscard]] bool ReadTrees(Bits& in);
-  [[nodiscard]] bool ReadLengths(Bits& in, std::span<uint8_t> lengths);
-  [[nodiscard]] bool DecodeSymbols(Bits& in, uint32_t count);
-  [[nodiscard]] bool CopyRaw(Bits& in, uint32_t count);
+  [[nodiscard]] bool ReadBlockHeader(lzx::Bits& in);
+  [[nodiscard]] bool ReadTrees(lzx::Bits& in);
+  [[nodiscard]] bool ReadLengths(lzx::Bits& in, std::span<uint8_t> lengths);
+  [[nodiscard]] bool DecodeSymbols(lzx::Bits& in, uint32_t count);
+  [[nodiscard]] bool CopyRaw(lzx::Bits& in, uint32_t count);
   void Translate(std::span<uint8_t> bytes, uint32_t position) const;
 
   const uint32_t window_bits_;
@@ -68,7 +69,7 @@ class LzxDecoder final {
   uint32_t main_symbols_ = 0;  // 256 literals and 8 for each position slot of the window size
   uint32_t ring_bytes_ = 0;    // window and one unit
 
-  std::unique_ptr<Tables> tables_;
+  std::unique_ptr<lzx::Tables> tables_;
   MemoryBlock ring_;        // and slack; zero where nothing was decoded yet
   MemoryBlock translated_;  // the last unit, when it could not be lent from the ring
   uint32_t position_ = 0;   // in the ring, of the next byte
