@@ -17,6 +17,7 @@
 #include "formats/mail/mime/mime_detect.h"
 #include "formats/mail/tnef/tnef_detect.h"
 #include "formats/microsoft/cabinet/cabinet_detect.h"
+#include "formats/microsoft/cabinet/cabinet_handler.h"
 #include "formats/microsoft/chm/chm_detect.h"
 #include "formats/microsoft/sfx/sfx_detect.h"
 #include "formats/microsoft/szdd/szdd_handler.h"
@@ -43,7 +44,7 @@ constexpr std::array kRows = {
     // The compound-file formats stand here: Word, Excel, PowerPoint, package, installer database.
     FormatEntry{21, nsis::DetectNsis, nullptr},
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
-    FormatEntry{3, cabinet::DetectCabinet, nullptr},
+    FormatEntry{3, cabinet::DetectCabinet, cabinet::CreateCabinetHandler},
     FormatEntry{12, rar::DetectRar, nullptr},
     FormatEntry{9, mime::DetectMime, nullptr},
 };

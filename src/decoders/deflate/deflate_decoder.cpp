@@ -128,6 +128,21 @@ bool DeflateDecoder::DecodeMore(Stream& in, uint32_t wanted, uint32_t* added) {
   return *added != 0 || !failed_;
 }
 
+void DeflateDecoder::ForgetLast(uint32_t count) { delivered_ = out_ -= count; }
+
+bool DeflateDecoder::AppendZeros(uint32_t count) {
+  if (!TakeMemory()) return false;
+  const uint32_t window = deflate::WindowSize(deflate64());
+  uint8_t* const front = buffer_.data();
+  if (front + window * (1 + kPendingWindows) - out_ < static_cast<ptrdiff_t>(count)) {
+    std::memmove(front, out_ - window, window);
+    out_ = front + window;
+  }
+  std::memset(out_, 0, count);
+  delivered_ = out_ += count;
+  return true;
+}
+
 void DeflateDecoder::Slide() {
   const uint32_t window = deflate::WindowSize(deflate64());
   uint8_t* const front = buffer_.data();

@@ -26,6 +26,7 @@
 #include <cstring>
 #include <new>
 
+#include "core/byte_order.h"
 #include "core/refuse.h"
 #include "decoders/match_copy.h"
 #include "decoders/quantum/quantum_model.h"
@@ -40,7 +41,7 @@ using quantum::Model;
 constexpr uint32_t kSelectors = 7;
 constexpr uint32_t kQuarter = 64;
 constexpr uint32_t kLengthSlots = 27;
-constexpr uint32_t kShortSlots = 24;  // of distances, at most: for matches of 3 bytes
+constexpr uint32_t kShortSlots = 24;   // of distances, at most: for matches of 3 bytes
 constexpr uint32_t kMiddleSlots = 36;  // and of 4
 constexpr uint32_t kMostSlots = 2 * QuantumDecoder::kMaxWindowBits;
 constexpr uint32_t kFirstMatch = 4;  // selector
@@ -79,7 +80,8 @@ static_assert(kLengths[kLengthSlots - 1].base == 259);
 constexpr uint32_t kReciprocalShift = 40;
 constexpr auto kReciprocals = [] {
   std::array<uint64_t, quantum::kMostSum + 1> reciprocals{};
-  for (uint64_t d = 1; d <= quantum::kMostSum; ++d) reciprocals[d] = (uint64_t{1} << kReciprocalShift) / d + 1;
+  for (uint64_t d = 1; d <= quantum::kMostSum; ++d)
+    reciprocals[d] = (uint64_t{1} << kReciprocalShift) / d + 1;
   return reciprocals;
 }();
 static_assert(uint64_t{quantum::kMostSum} * quantum::kMostSum << 16 < uint64_t{1} << kReciprocalShift);
@@ -94,9 +96,7 @@ class Coder {
 
   // Makes at least 56 bits available: zeros behind the end, where the input has slack.
   BRIX_ALWAYS_INLINE void Refill() {
-    uint64_t word;
-    std::memcpy(&word, bytes_ + std::min(at_, size_), sizeof word);
-    bits_ |= __builtin_bswap64(word) >> count_;
+    bits_ |= LoadBe64(bytes_ + std::min(at_, size_)) >> count_;
     at_ += (63 - count_) >> 3;
     count_ |= 56;
   }
@@ -194,7 +194,8 @@ void QuantumDecoder::Reset() {
   failed_ = false;
 }
 
-bool QuantumDecoder::DecodeBlock(std::span<uint8_t> packed, uint32_t expected, std::span<const uint8_t>* out) {
+bool QuantumDecoder::DecodeBlock(std::span<uint8_t> packed, uint32_t expected,
+                                 std::span<const uint8_t>* out) {
   if (window_bits_ < kMinWindowBits || window_bits_ > kMaxWindowBits) return Refuse("quantum: window size");
   if (failed_ || expected > kMostOutput || !TakeMemory()) return false;
   const uint32_t window = 1u << window_bits_;
@@ -230,7 +231,8 @@ bool QuantumDecoder::DecodeSymbols(std::span<const uint8_t> packed, uint8_t* out
     }
     const Slot slot = kDistances[in.Symbol(models.distances[selector - kFirstMatch])];
     const uint32_t distance = slot.base + in.Take(slot.extra_bits);
-    if (length > static_cast<size_t>(out_end - out)) return Refuse("quantum: a match passes the end of its unit");
+    if (length > static_cast<size_t>(out_end - out))
+      return Refuse("quantum: a match passes the end of its unit");
     const auto available = static_cast<uint32_t>(out - begin);
     if (distance > available) [[unlikely]] {
       CopyFromBeforeStart(out, available, distance, length);

@@ -70,7 +70,8 @@ class Model {
   }
 
   BRIX_ALWAYS_INLINE void RescaleWhenFull() {
-    if (sums_[0] > kMostSum) [[unlikely]] Rescale();
+    if (sums_[0] > kMostSum) [[unlikely]]
+      Rescale();
   }
 
  private:
