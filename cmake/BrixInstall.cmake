@@ -44,7 +44,11 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOC
 if(BRIX_TOOLS)
   if(NOT WIN32)
     file(RELATIVE_PATH to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(brix PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
+    # The build tree has the shape of the installed one, so that one path serves both: a path that CMake replaces at
+    # installation ends in an empty entry, which is the current folder, and that may hold a hostile library.
+    set_target_properties(brix PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}" BUILD_WITH_INSTALL_RPATH ON)
+    get_target_property(program_folder brix BINARY_DIR)
+    set_target_properties(brixcore PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${program_folder}/${to_library})
   endif()
   install(TARGETS brix RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES ${PROJECT_SOURCE_DIR}/docs/man/brix.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

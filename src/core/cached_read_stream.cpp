@@ -17,11 +17,18 @@ void CachedReadStream::SetInner(Stream* inner, uint32_t own) {
 }
 
 bool CachedReadStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) {
+  const Block& front = blocks_[0];
+  const uint32_t at = offset - front.start;  // wraps for an offset before the block
+  if (at < front.valid && size <= front.valid - at) {
+    std::memcpy(buf, memory_.data() + front.place + at, size);
+    *got = size;
+    return true;
+  }
   *got = 0;
   if (size == 0) return true;
   if (inner_ == nullptr) return false;
-  if (size <= block_size_ && size - 1 <= UINT32_MAX - offset) {
-    const uint32_t room = block_size_ - offset % block_size_;  // to the end of the first byte's block
+  if (size <= kBlockSize && size - 1 <= UINT32_MAX - offset) {
+    const uint32_t room = kBlockSize - offset % kBlockSize;  // to the end of the first byte's block
     const uint32_t from_first = std::min(size, room);
     uint32_t copied = CopyFromBlock(offset, buf, from_first);
     if (copied == from_first && size > room) {
@@ -42,37 +49,25 @@ uint32_t CachedReadStream::CopyFromBlock(uint32_t offset, uint8_t* buf, uint32_t
   const uint32_t at = offset - block->start;
   if (at >= block->valid) return 0;
   const uint32_t count = std::min(size, block->valid - at);
-  std::memcpy(buf, block->bytes + at, count);
+  std::memcpy(buf, memory_.data() + block->place + at, count);
   return count;
 }
 
-CachedReadStream::Block* CachedReadStream::Fetch(uint32_t offset) {
-  const uint32_t start = offset / block_size_ * block_size_;
-  if (!memory_.TryResize(max_blocks_ * block_size_)) return nullptr;
-  Block* const first = blocks_.data();
-  Block* const last = first + block_count_;
-  Block* found = std::find_if(first, last, [&](const Block& b) { return b.valid == 0 || b.start == start; });
-  if (found == last || found->valid == 0) {
-    if (block_count_ < max_blocks_) {
-      found = first + block_count_;
-      found->bytes = memory_.data() + block_count_ * block_size_;
-      ++block_count_;
-    } else {
-      found = last - 1;
-    }
-    found->valid = 0;
-    found->start = start;
-  }
-  if (found != first) {
-    std::rotate(first, found, found + 1);
-    found = first;
-  }
-  if (found->valid == 0) {
+const CachedReadStream::Block* CachedReadStream::Fetch(uint32_t offset) {
+  const uint32_t start = offset / kBlockSize * kBlockSize;
+  uint32_t found = 0;
+  while (found < kBlocks - 1 && blocks_[found].valid != 0 && blocks_[found].start != start) ++found;
+  Block block = blocks_[found];
+  if (block.valid == 0 || block.start != start) {
+    block.start = start;
+    blocks_[found].valid = 0;  // holds also when a host's stream throws
     uint32_t got = 0;
-    if (!inner_->ReadAt(start, found->bytes, block_size_, &got) || got > block_size_) return nullptr;
-    found->valid = got;
+    block.valid =
+        inner_->ReadAt(start, memory_.data() + block.place, kBlockSize, &got) && got <= kBlockSize ? got : 0;
   }
-  return found->valid == 0 ? nullptr : found;
+  for (; found != 0; --found) blocks_[found] = blocks_[found - 1];
+  blocks_[0] = block;
+  return block.valid == 0 ? nullptr : &blocks_[0];
 }
 
 bool CachedReadStream::WriteAt(uint32_t offset, const uint8_t* buf, uint32_t size, uint32_t* written) {
@@ -89,7 +84,7 @@ bool CachedReadStream::SetSize(uint32_t size) {
 }
 
 void CachedReadStream::ForgetBlocks() {
-  for (uint32_t i = 0; i < block_count_; ++i) blocks_[i].valid = 0;
+  for (uint32_t i = 0; i < kBlocks; ++i) blocks_[i] = {0, 0, i * kBlockSize};
 }
 
 }  // namespace brix

@@ -7,21 +7,18 @@
 #include <array>
 #include <cstdint>
 
-#include "core/memory_block.h"
 #include "core/stream.h"
 
 namespace brix {
 
 class CachedReadStream final : public Stream {
  public:
-  static constexpr uint32_t kDefaultBlocks = 4;
-  static constexpr uint32_t kDefaultBlockSize = 1024;  // bytes
+  static constexpr uint32_t kBlocks = 4;
+  static constexpr uint32_t kBlockSize = 1024;  // bytes
 
-  static constexpr uint32_t kMostBlocks = 16;
-
-  // `max_blocks` is at most kMostBlocks.
-  explicit CachedReadStream(uint32_t max_blocks = kDefaultBlocks, uint32_t block_size = kDefaultBlockSize)
-      : max_blocks_(max_blocks), block_size_(block_size) {}
+  CachedReadStream() = default;
+  CachedReadStream(const CachedReadStream&) = delete;
+  CachedReadStream& operator=(const CachedReadStream&) = delete;
   ~CachedReadStream() override;
 
   // Puts the cache in front of `inner`. A non-zero `own` first deletes the inner stream set before, and makes
@@ -35,22 +32,20 @@ class CachedReadStream final : public Stream {
 
  private:
   struct Block {
-    uint32_t start = 0;        // offset of its first byte, a multiple of the block size
-    uint32_t valid = 0;        // bytes held; 0: empty
-    uint8_t* bytes = nullptr;  // its place in memory_
+    uint32_t start = 0;  // offset of its first byte, a multiple of kBlockSize
+    uint32_t valid = 0;  // bytes held; 0: empty
+    uint32_t place = 0;  // of its bytes, in memory_
   };
 
   // The block that holds the byte at `offset`, now at the front of the list; null when it cannot be filled.
-  Block* Fetch(uint32_t offset);
+  const Block* Fetch(uint32_t offset);
   // Copies up to `size` bytes from the one block around `offset`; the count, 0 when there are none.
   uint32_t CopyFromBlock(uint32_t offset, uint8_t* buf, uint32_t size);
   void ForgetBlocks();
 
-  const uint32_t max_blocks_;
-  const uint32_t block_size_;
-  MemoryBlock memory_;                     // of all blocks, taken by the first read that needs one
-  std::array<Block, kMostBlocks> blocks_;  // most recently used first
-  uint32_t block_count_ = 0;               // how many of max_blocks_ are in use
+  std::array<Block, kBlocks> blocks_;  // most recently used first, empty ones last
+  std::array<uint8_t, kBlocks * kBlockSize>
+      memory_;  // inside, since nearly every cache is read; filled before use
   Stream* inner_ = nullptr;
   uint32_t owns_inner_ = 0;
 };

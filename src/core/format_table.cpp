@@ -6,6 +6,16 @@
 
 namespace brix {
 
+namespace {
+
+constexpr uint32_t kHead = 32;  // bytes; every magic lies in these
+
+bool Begins(std::string_view head, const Magic& magic) {
+  return magic.bytes.empty() || (magic.at <= head.size() && head.substr(magic.at).starts_with(magic.bytes));
+}
+
+}  // namespace
+
 const FormatEntry* FormatTable::Find(uint32_t type_id) const {
   for (const FormatEntry& row : rows_) {
     if (row.type_id == type_id) return &row;
@@ -16,8 +26,12 @@ const FormatEntry* FormatTable::Find(uint32_t type_id) const {
 uint32_t FormatTable::DetectArchiveType(Stream& in, uint32_t detect_flags) const {
   uint32_t size = 0;
   if (!in.GetSize(&size) || size == 0) return kTypeNone;
+  std::array<uint8_t, kHead> start;
+  uint32_t got = 0;
+  if (!in.ReadAt(0, start.data(), kHead, &got) || got > kHead) got = 0;
+  const std::string_view head(reinterpret_cast<const char*>(start.data()), got);
   for (const FormatEntry& row : rows_) {
-    if (row.detect(in, detect_flags, *this)) return row.type_id;
+    if (Begins(head, row.magic) && row.detect(in, detect_flags, *this)) return row.type_id;
   }
   return kTypeNone;
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "core/archive_handler.h"
 #include "core/stream.h"
@@ -28,6 +29,12 @@ struct HandlerArgs {
   const FormatTable& formats;  // for containers that open other formats
 };
 
+// Bytes that stand at a fixed place near the start of every file of a format. `bytes` empty: there are none such.
+struct Magic {
+  std::string_view bytes;
+  uint32_t at = 0;
+};
+
 // One recognisable format.
 struct FormatEntry {
   uint32_t type_id;
@@ -37,6 +44,8 @@ struct FormatEntry {
   // A new handler, null when memory is exhausted. Null itself: the format is recognised but has no handler
   // yet.
   ArchiveHandler* (*create)(Stream* in, const HandlerArgs& args);
+  // What `detect` surely refuses a file without: most files are told by this, without a call.
+  Magic magic = {};
 };
 
 class FormatTable {

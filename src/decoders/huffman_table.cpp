@@ -10,15 +10,16 @@
 #include <bit>
 #include <cstring>
 
+#include "core/byte_order.h"
+
 namespace brix {
 
 namespace {
 
 struct SortedCodes {
-  std::array<uint16_t, kMaxCodeBits + 1> count{};  // symbols of each length
-  std::array<uint16_t, kMaxTableSymbols>
-      symbol;            // by length, then by number; those without a code come first
-  uint32_t symbols = 0;  // how many have a code
+  std::array<uint16_t, kMaxCodeBits + 1> count{};  // symbols of each length; that of 0 is not kept
+  std::array<uint16_t, kMaxTableSymbols> symbol;   // those with a code, by length, then by number
+  uint32_t symbols = 0;                            // how many these are
   uint32_t longest = 0;
 };
 
@@ -27,8 +28,22 @@ enum class Completeness { kComplete, kSingleBit, kEmpty, kInvalid };
 // The symbols' entries gain their code length in both places at once.
 constexpr uint32_t WithLength(uint32_t entry, uint32_t length) { return entry + length * 0x101; }
 
+// Calls `visit` with each symbol that has a code, and its length. Most sets are largely runs of zeros, which are passed
+// over 8 at a time.
+template <typename Visit>
+inline void ForEachCode(std::span<const uint8_t> lengths, Visit visit) {
+  uint32_t s = 0;
+  const auto size = static_cast<uint32_t>(lengths.size());
+  for (; size - s >= 8; s += 8) {
+    uint64_t eight = LoadLe64(lengths.data() + s);
+    for (uint32_t of_eight = s; eight != 0; ++of_eight, eight >>= 8) visit(of_eight, eight & 0xFF);
+  }
+  for (; s < size; ++s) visit(s, lengths[s]);
+}
+
 void Sort(std::span<const uint8_t> lengths, SortedCodes* codes) {
-  for (const uint8_t length : lengths) ++codes->count[length];
+  ForEachCode(lengths, [&](uint32_t, uint64_t length) { ++codes->count[length]; });
+  codes->count[0] = 0;
   std::array<uint16_t, kMaxCodeBits + 1> place;  // of the next symbol of each length
   uint32_t total = 0;
   for (uint32_t n = 0; n <= kMaxCodeBits; ++n) {
@@ -36,8 +51,11 @@ void Sort(std::span<const uint8_t> lengths, SortedCodes* codes) {
     total += codes->count[n];
     if (codes->count[n] != 0) codes->longest = n;
   }
-  codes->symbols = total - codes->count[0];
-  for (uint32_t s = 0; s < lengths.size(); ++s) codes->symbol[place[lengths[s]]++] = static_cast<uint16_t>(s);
+  codes->symbols = total;
+  place[0] = static_cast<uint16_t>(total);  // behind all; a test for zero would often be mispredicted
+  ForEachCode(lengths, [&](uint32_t s, uint64_t length) {
+    codes->symbol[place[length]++] = static_cast<uint16_t>(s);
+  });
 }
 
 Completeness Judge(const SortedCodes& codes) {
@@ -76,9 +94,9 @@ inline uint32_t NextReversed(uint32_t code, uint32_t bits) {
 bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, uint32_t root_bits,
                   std::span<uint32_t> table) {
   uint32_t* const entries = table.data();
-  uint32_t next = codes.count[0];  // index into codes.symbol
-  uint32_t code = 0;               // reversed
-  uint32_t size = 1;               // slots built so far
+  uint32_t next = 0;  // index into codes.symbol
+  uint32_t code = 0;  // reversed
+  uint32_t size = 1;  // slots built so far
   entries[0] = 0;
   for (uint32_t n = 1; n <= root_bits; ++n) {
     std::memcpy(entries + size, entries, size * sizeof *entries);
@@ -118,7 +136,7 @@ bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
 // Codes in most-significant-first order; the set is complete.
 bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, uint32_t root_bits,
                   std::span<uint32_t> table) {
-  uint32_t next = codes.count[0];
+  uint32_t next = 0;
   uint32_t slot = 0;  // the next free slot of the root part
   for (uint32_t n = 1; n <= root_bits; ++n) {
     for (uint32_t left = codes.count[n]; left != 0; --left) {
@@ -159,9 +177,8 @@ bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_
   if ((size_t{1} << table->root_bits) > table->entries.size()) return false;
   if (completeness != Completeness::kComplete) {
     // One bit of input decides: the single code is a 0 bit in either order.
-    table->entries[0] = completeness == Completeness::kSingleBit
-                            ? WithLength(symbols[codes.symbol[codes.count[0]]], 1)
-                            : WithLength(kTableInvalid, 1);
+    table->entries[0] = completeness == Completeness::kSingleBit ? WithLength(symbols[codes.symbol[0]], 1)
+                                                                 : WithLength(kTableInvalid, 1);
     table->entries[1] = WithLength(kTableInvalid, 1);
     return true;
   }

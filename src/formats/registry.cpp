@@ -30,19 +30,19 @@ namespace {
 constexpr std::array kRows = {
     FormatEntry{16, zip::DetectZip,
                 zip::CreateZipHandler},  // before SFX: a stub with an intact directory is a ZIP
-    FormatEntry{6, sfx::DetectSfx, nullptr},
-    FormatEntry{5, chm::DetectChm, nullptr},
+    FormatEntry{6, sfx::DetectSfx, nullptr, {"MZ"}},
+    FormatEntry{5, chm::DetectChm, nullptr, {"ITSF"}},
     FormatEntry{1, arj::DetectArj, nullptr},
-    FormatEntry{8, lha::DetectLha, nullptr},
+    FormatEntry{8, lha::DetectLha, nullptr, {"-l", 2}},
     FormatEntry{13, tar::DetectTar, nullptr},  // before GZIP: a tar inside gzip is a tar
-    FormatEntry{7, gzip::DetectGzip, nullptr},
-    FormatEntry{2, bzip2::DetectBzip2, nullptr},
-    FormatEntry{15, unixz::DetectUnixZ, nullptr},
-    FormatEntry{14, tnef::DetectTnef, nullptr},
-    FormatEntry{10, szdd::DetectSzdd, szdd::CreateSzddHandler},
-    FormatEntry{4, qxzip::DetectQxZip, nullptr},
+    FormatEntry{7, gzip::DetectGzip, nullptr, {"\x1F\x8B\x08"}},
+    FormatEntry{2, bzip2::DetectBzip2, nullptr, {"BZh"}},
+    FormatEntry{15, unixz::DetectUnixZ, nullptr, {"\x1F\x9D"}},
+    FormatEntry{14, tnef::DetectTnef, nullptr, {"\x78\x9F\x3E\x22"}},
+    FormatEntry{10, szdd::DetectSzdd, szdd::CreateSzddHandler, {"SZDD"}},
+    FormatEntry{4, qxzip::DetectQxZip, nullptr, {"QXZIP\x04"}},
     // The compound-file formats stand here: Word, Excel, PowerPoint, package, installer database.
-    FormatEntry{21, nsis::DetectNsis, nullptr},
+    FormatEntry{21, nsis::DetectNsis, nullptr, {"MZ"}},
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
     FormatEntry{3, cabinet::DetectCabinet, cabinet::CreateCabinetHandler},
     FormatEntry{12, rar::DetectRar, nullptr},

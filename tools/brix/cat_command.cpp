@@ -2,7 +2,8 @@
 //
 // Only the containers on the way to the member are extracted. A member is addressed by the path that `brix
 // ls` shows in its tree, the names joined by '/'; both the stored bytes and the escaped spelling of the
-// listing are understood. With several members of one path the first is taken.
+// listing are understood. With several members of one path the first is taken. Its bytes are written as they are
+// decoded, in constant memory: of a damaged member, those before the damage.
 #include <cstdio>
 
 #include "commands.h"
@@ -18,16 +19,19 @@ class Printer : public Visitor {
   explicit Printer(const std::string& wanted) : wanted_(wanted) {}
 
   Want Choose(std::string_view path) override {
-    if (Leads(path) || Leads(EscapeForTerminal(path))) return is_exact_ ? Want::kData : Want::kSize;
+    if (Leads(path) || Leads(EscapeForTerminal(path))) return is_exact_ ? Want::kStream : Want::kSize;
     return Want::kSkip;
   }
 
-  bool OnMember(const Member& member) override {
-    if (!is_exact_) return true;
-    found_ = true;
-    if (member.data == nullptr) return false;
-    written_ = std::fwrite(member.data, 1, member.size, stdout) == member.size && std::fflush(stdout) == 0;
-    return false;
+  bool OnMember(const Member&) override {
+    found_ = is_exact_;
+    written_ = written_ && (!found_ || std::fflush(stdout) == 0);
+    return !found_;
+  }
+
+  bool OnData(const void* data, size_t size) override {
+    written_ = std::fwrite(data, 1, size, stdout) == size;
+    return written_;
   }
 
   [[nodiscard]] bool found() const { return found_; }

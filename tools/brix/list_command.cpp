@@ -2,8 +2,6 @@
 //
 // The text is the same on a terminal and in a pipe. A line is held back until the next member shows whether
 // the walk went into this one, because its type stands at the end of its line.
-#include <cstdio>
-
 #include "commands.h"
 #include "text.h"
 #include "type_names.h"
@@ -11,6 +9,8 @@
 namespace brix::tool {
 
 namespace {
+
+constexpr size_t kSizeWidth = 12;  // columns, for 10 digits
 
 class Lister : public Visitor {
  public:
@@ -62,9 +62,9 @@ class Lister : public Visitor {
   }
 
   [[nodiscard]] std::string TextLine() const {
-    char size[16] = "           -";
-    if (HasSize()) std::snprintf(size, sizeof size, "%12u", size_);
-    std::string line = size;
+    const std::string size = HasSize() ? std::to_string(size_) : "-";
+    std::string line(kSizeWidth - size.size(), ' ');
+    line += size;
     line.append(2 + size_t{2} * depth_, ' ');
     line += EscapeForTerminal(name_);
     if (type_ != BRIX_TYPE_NONE) line += std::string("  [") + NameOfType(type_).word + "]";

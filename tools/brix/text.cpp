@@ -1,5 +1,7 @@
 #include "text.h"
 
+#include <algorithm>
+
 namespace brix::tool {
 
 namespace {
@@ -43,9 +45,15 @@ bool IsUnsafeToPrint(uint32_t code) {
 }
 
 std::string EscapeForTerminal(std::string_view text) {
+  const auto is_plain = [](char c) { return c >= ' ' && c <= '~' && c != '\\'; };
   std::string out;
   out.reserve(text.size());
-  while (!text.empty()) {
+  for (;;) {
+    const auto plain_end = std::find_if_not(text.begin(), text.end(), is_plain);
+    const auto plain = static_cast<size_t>(plain_end - text.begin());
+    out += text.substr(0, plain);  // nearly always all of it
+    text.remove_prefix(plain);
+    if (text.empty()) return out;
     const Utf8Char c = DecodeUtf8(text);
     const size_t bytes = c.bytes == 0 ? 1 : c.bytes;
     if (c.bytes == 0 || IsUnsafeToPrint(c.code)) {
@@ -59,7 +67,6 @@ std::string EscapeForTerminal(std::string_view text) {
     }
     text.remove_prefix(bytes);
   }
-  return out;
 }
 
 void AppendJsonText(std::string_view key, std::string_view text, std::string* out) {

@@ -36,6 +36,20 @@ ArcStream StreamOver(Memory* memory) {
   return {memory, CloseMemory, ReadMemory, WriteMemory, GetMemorySize, nullptr, nullptr};
 }
 
+// --- A stream that hands what is written to a visitor ---
+
+int32_t ReadNothing(void*, uint32_t, void*, uint32_t, uint32_t*) { return -1; }
+
+int32_t WriteToVisitor(void* context, uint32_t, const void* buffer, uint32_t length) {
+  return static_cast<Visitor*>(context)->OnData(buffer, length) ? 0 : -1;
+}
+
+int32_t GetUnknownSize(void*, uint32_t*) { return -1; }
+
+ArcStream StreamTo(Visitor* visitor) {
+  return {visitor, CloseMemory, ReadNothing, WriteToVisitor, GetUnknownSize, nullptr, nullptr};
+}
+
 struct BlockFreer {
   void operator()(void* block) const { ArcTk2_FreeMemory(block); }
 };
@@ -97,6 +111,17 @@ MemberResult ResultOf(ArcTk2Archive archive, int32_t status) {
   if (ArcTk2_GetMemberStatus(&archive, &why) != BRIX_OK) return MemberResult::kDamaged;
   if (why == BRIX_MEMBER_ENCRYPTED) return MemberResult::kEncrypted;
   return why == BRIX_MEMBER_UNSUPPORTED ? MemberResult::kUnsupported : MemberResult::kDamaged;
+}
+
+// Hands the current member's bytes to the visitor as they come, and tells it the result.
+bool StreamMember(ArcTk2Archive archive, std::string_view file, Member member, Visitor* visitor,
+                  Report* report) {
+  const ArcStream sink = StreamTo(visitor);
+  member.result = ResultOf(archive, ArcTk2_ExtractToStream(&archive, &sink));
+  const bool go_on = visitor->OnMember(member);
+  const ResultText& text = TextOf(member.result);
+  if (text.code != kExitInspected) report->Problem(text.code, file, member.path, text.sentence);
+  return go_on;
 }
 
 // Extracts the current member, tells the visitor and reports what stopped it. False ends the walk.
@@ -218,7 +243,11 @@ void WalkArchive(ArcTk2Archive archive, std::string_view file, const Limits& lim
     member.path = path.text();
     const Visitor::Want want = visitor->Choose(member.path);
     if (want == Visitor::Want::kSkip) continue;
-    if (!VisitMember(archive, file, limits, member, want == Visitor::Want::kData, visitor, report)) return;
+    const bool go_on =
+        want == Visitor::Want::kStream
+            ? StreamMember(archive, file, member, visitor, report)
+            : VisitMember(archive, file, limits, member, want == Visitor::Want::kData, visitor, report);
+    if (!go_on) return;
   }
 }
 

@@ -77,12 +77,15 @@ class Visitor {
     kSkip,  // do not extract it and do not look inside
     kSize,  // extract and look inside, without a copy of the data
     kData,
+    kStream,  // hand the bytes to OnData as they are decoded; do not look inside
   };
 
   virtual ~Visitor() = default;
   virtual Want Choose(std::string_view /*path*/) { return Want::kSize; }
   // False ends the walk.
   virtual bool OnMember(const Member& member) = 0;
+  // The next bytes of the member whose data are streamed, before OnMember tells of it. False: extract no further.
+  virtual bool OnData(const void* /*data*/, size_t /*size*/) { return true; }
   // The member told last is a container of this type; its members come next.
   virtual void OnEnter(uint32_t /*type*/) {}
   // The list of members of the container at `path` is damaged; empty: of the file itself.

@@ -44,8 +44,6 @@ constexpr auto kPrecode = deflate::PrecodeSymbols();
 // The order in which a block header gives the code lengths of the code length code.
 constexpr std::array<uint8_t, deflate::kPrecodeSymbols> kPrecodeOrder = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
                                                                          11, 4,  12, 3, 13, 2, 14, 1, 15};
-constexpr uint32_t kRepeatLast = 16;
-constexpr uint32_t kRepeatZeroShort = 17;
 
 LoopEnd FastLoopPlain(bool deflate64, const BlockTables& tables, LsbBitReader& in, Output& output) {
   return deflate64 ? deflate::FastLoop<true, false>(tables, in, output)
@@ -256,8 +254,7 @@ bool DeflateDecoder::ReadDynamicTables() {
   const uint32_t distance_symbols = input_.Read(5) + 1;
   const uint32_t precode_symbols = input_.Read(4) + 4;
   // Room for a run that starts at the last code; it is refused after it was written.
-  constexpr uint32_t kLongestRun = 138;
-  std::array<uint8_t, deflate::kLitLenSymbols + deflate::kDistanceSymbols + kLongestRun> lengths;
+  std::array<uint8_t, deflate::kLitLenSymbols + deflate::kDistanceSymbols + deflate::kLongestRun> lengths;
   static_assert((1 << 5) - 1 + 257 <= deflate::kLitLenSymbols && 1 << 5 <= deflate::kDistanceSymbols);
 
   std::array<uint8_t, deflate::kPrecodeSymbols> precode{};
@@ -281,26 +278,32 @@ bool DeflateDecoder::ReadDynamicTables() {
 bool DeflateDecoder::ReadCodeLengths(uint32_t symbols, uint8_t* lengths) {
   const uint32_t* const table = tables_->dynamic.litlen.data();
   const uint32_t mask = (1u << tables_->dynamic.litlen_bits) - 1;
+  constexpr uint32_t kSymbolsARefill = 4;  // a code of at most 7 bits and 7 more, out of 56
   LocalBits bits(input_);
-  for (uint32_t i = 0; i < symbols;) {  // each turn raises i
-    bits.Refill();                      // 56 bits: a code of 7 and 7 more
-    const uint32_t entry = table[bits.bits() & mask];
-    if ((entry & kTableInvalid) == kTableInvalid) return Refuse("deflate: bad code length symbol");
-    const uint32_t symbol = entry >> kTableValueShift;
-    bits.Drop(entry & 63);
-    if (symbol < kRepeatLast) {
-      lengths[i++] = static_cast<uint8_t>(symbol);
-      continue;
+  uint32_t i = 0;
+  while (i < symbols) {  // each turn raises i
+    bits.Refill();
+    for (uint32_t n = 0; n < kSymbolsARefill && i < symbols; ++n) {
+      const uint64_t saved = bits.bits();
+      const uint32_t entry = table[saved & mask];
+      bits.Drop(entry & 63);
+      if (entry & kTableLiteral) {
+        lengths[i++] = static_cast<uint8_t>(entry >> kTableValueShift);
+        continue;
+      }
+      if ((entry & kTableInvalid) == kTableInvalid) return Refuse("deflate: bad code length symbol");
+      const bool repeats_last = (entry & deflate::kRepeatsLast) != 0;
+      if (repeats_last && i == 0) return Refuse("deflate: no code length to repeat");
+      const uint32_t run = (entry >> kTableValueShift) + deflate::ExtraBits<false>(saved, entry);
+      // Most runs are short: 16 lengths are stored whatever the run is, for which there is room.
+      std::memset(lengths + i, repeats_last ? lengths[i - 1] : 0, 16);
+      if (run > 16) std::memset(lengths + i + 16, 0, run - 16);
+      i += run;
     }
-    const uint32_t extra_bits = symbol == kRepeatLast ? 2 : symbol == kRepeatZeroShort ? 3 : 7;
-    const uint32_t run = (symbol <= kRepeatZeroShort ? 3 : 11) + bits.Take(extra_bits);
-    if (symbol == kRepeatLast && i == 0) return Refuse("deflate: no code length to repeat");
-    std::memset(lengths + i, symbol == kRepeatLast ? lengths[i - 1] : 0, run);
-    i += run;
-    if (i > symbols) return Refuse("deflate: too many code lengths");
   }
   bits.Store();
-  return input_.ok() || Refuse("deflate: input ends inside a block header");
+  if (!input_.ok()) return Refuse("deflate: input ends inside a block header");
+  return i == symbols || Refuse("deflate: too many code lengths");
 }
 
 bool DeflateDecoder::BuildTables(const uint8_t* litlen_lengths, uint32_t litlen_symbols,

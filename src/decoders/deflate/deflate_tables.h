@@ -59,10 +59,16 @@ constexpr std::array<uint32_t, kDistanceSymbols> DistanceSymbols(bool deflate64)
   return symbols;
 }
 
-// Code lengths 0 to 15, then: 16 copies the last length, 17 and 18 repeat 0.
+// Code lengths 0 to 15, as literals. Then runs, with extra bits as match lengths have them: 16 repeats the last length
+// and is marked, 17 and 18 repeat 0.
+inline constexpr uint32_t kRepeatsLast = kTableSubtable;  // there are no subtables behind codes of 7 bits
+inline constexpr uint32_t kLongestRun = 138;
 constexpr std::array<uint32_t, kPrecodeSymbols> PrecodeSymbols() {
   std::array<uint32_t, kPrecodeSymbols> symbols{};
-  for (uint32_t s = 0; s < kPrecodeSymbols; ++s) symbols[s] = Entry(s, 0);
+  for (uint32_t s = 0; s < 16; ++s) symbols[s] = kTableLiteral | Entry(s, 0);
+  symbols[16] = Entry(3, 2) | kRepeatsLast;
+  symbols[17] = Entry(3, 3);
+  symbols[18] = Entry(11, 7);
   return symbols;
 }
 
