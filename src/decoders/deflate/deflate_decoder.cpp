@@ -112,10 +112,21 @@ bool DeflateDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   }
 }
 
+bool DeflateDecoder::LendInput(std::span<const uint8_t> input) {
+  if (!TakeMemory()) return false;
+  input_.Lend(input.data(), static_cast<uint32_t>(input.size()));
+  return true;
+}
+
 bool DeflateDecoder::DecodeMore(Stream& in, uint32_t wanted, uint32_t* added) {
   *added = 0;
   if (!TakeMemory()) return false;
   input_.Attach(&in);
+  return DecodeMore(wanted, added);
+}
+
+bool DeflateDecoder::DecodeMore(uint32_t wanted, uint32_t* added) {
+  *added = 0;
   if (!failed_ && !ended_) {
     delivered_ = out_;
     Slide();

@@ -39,6 +39,12 @@ class DeflateDecoder final : public Decoder {
   // What was decoded before a failure is added first; then it shows, and sticks.
   [[nodiscard]] bool DecodeMore(Stream& in, uint32_t wanted, uint32_t* added);
 
+  // The same for a run of blocks whose input stands whole in memory, with kInputSlack zeros behind it: LendInput after
+  // a reset, which fails without memory, then calls without a stream.
+  static constexpr uint32_t kInputSlack = LsbBitReader::kSlack;
+  [[nodiscard]] bool LendInput(std::span<const uint8_t> input);
+  [[nodiscard]] bool DecodeMore(uint32_t wanted, uint32_t* added);
+
   // The output that is still in memory, oldest byte first: at least a window of it, or all. Valid until the next call.
   [[nodiscard]] std::span<const uint8_t> buffered() const { return {buffer_.data(), out_}; }
 

@@ -9,9 +9,9 @@
 #include "formats/microsoft/cabinet/cabinet_methods.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
-#include "core/memory_stream.h"
 #include "core/refuse.h"
 #include "formats/microsoft/cabinet/cabinet_format.h"
 
@@ -73,19 +73,19 @@ bool BlockDecoders::Decode(std::span<uint8_t> packed, bool odd_words, uint32_t s
   }
 }
 
-bool BlockDecoders::InflateBlock(std::span<const uint8_t> packed, uint32_t size,
-                                 std::span<const uint8_t>* plain) {
+bool BlockDecoders::InflateBlock(std::span<uint8_t> packed, uint32_t size, std::span<const uint8_t>* plain) {
   if (packed.size() < kMsZipMarkBytes || packed[0] != 'C' || packed[1] != 'K') {
     return Refuse("cabinet: no mark on an MSZIP block");
   }
-  FixedMemoryStream in(packed.subspan(kMsZipMarkBytes));
+  std::memset(packed.data() + packed.size(), 0, DeflateDecoder::kInputSlack);
   inflater_->ResetKeepingHistory(true);
+  if (!inflater_->LendInput(packed.subspan(kMsZipMarkBytes))) return false;
   uint32_t produced = 0;
   bool ok = true;
   // Ends by `produced`, which every turn but the last raises.
   while (ok && produced < size) {
     uint32_t added = 0;
-    ok = inflater_->DecodeMore(in, size - produced, &added) && added != 0;
+    ok = inflater_->DecodeMore(size - produced, &added) && added != 0;
     produced += added;
   }
   // What the stream has beyond the block's size is no history of the next.

@@ -17,7 +17,8 @@ class BlockDecoders {
  public:
   // Bytes that stand behind a block's packed ones, for the decoders to overwrite.
   static constexpr uint32_t kSlack = 32;
-  static_assert(LzxDecoder::kSlack <= kSlack && QuantumDecoder::kSlack <= kSlack);
+  static_assert(DeflateDecoder::kInputSlack <= kSlack && LzxDecoder::kSlack <= kSlack &&
+                QuantumDecoder::kSlack <= kSlack);
 
   // Begins a folder. False: an unknown method, or no memory.
   [[nodiscard]] bool Start(uint32_t method, uint32_t window_bits);
@@ -35,8 +36,7 @@ class BlockDecoders {
   [[nodiscard]] bool PassOver(uint32_t given, uint32_t size);
 
  private:
-  [[nodiscard]] bool InflateBlock(std::span<const uint8_t> packed, uint32_t size,
-                                  std::span<const uint8_t>* plain);
+  [[nodiscard]] bool InflateBlock(std::span<uint8_t> packed, uint32_t size, std::span<const uint8_t>* plain);
 
   uint32_t method_ = 0;
   uint32_t window_bits_ = 0;
