@@ -42,14 +42,6 @@ class MemoryBlock {
     return true;
   }
 
-  // Replaces the block by `size` zero bytes. Large blocks come zeroed from the system and cost nothing until they
-  // are touched. False, with the block empty, when memory is exhausted.
-  [[nodiscard]] bool TryZeroed(size_t size) {
-    bytes_.reset(static_cast<uint8_t*>(std::calloc(size == 0 ? 1 : size, 1)));
-    size_ = bytes_ == nullptr ? 0 : size;
-    return bytes_ != nullptr;
-  }
-
   void Free() {
     bytes_.reset();
     size_ = 0;

@@ -92,7 +92,7 @@ bool LzxDecoder::TakeMemory() {
   }
   std::unique_ptr<Tables> tables(new (std::nothrow) Tables);
   ring_bytes_ = (1u << window_bits_) + kMostOutput;
-  if (tables == nullptr || !ring_.TryZeroed(ring_bytes_ + kMatchSlack)) return false;
+  if (tables == nullptr || !ring_.TryResize(ring_bytes_ + kMatchSlack)) return false;
   main_symbols_ = lzx::kLiterals + 8 * lzx::kSlots[window_bits_ - lzx::kLeastWindowBits];
   tables_ = std::move(tables);
   ClearTrees();
@@ -106,7 +106,10 @@ bool LzxDecoder::DecodeBlock(std::span<uint8_t> packed, bool odd_words, uint32_t
   failed_ = true;
   std::memset(packed.data() + packed.size(), 0, kSlack);
   const uint32_t start = position_;
-  if (!Produce(packed, odd_words, expected)) return false;
+  if (!Produce(packed, odd_words, expected)) {
+    position_ = start;
+    return false;
+  }
   const bool wraps = expected > ring_bytes_ - start;
   const uint32_t e8_position = e8_position_;
   e8_position_ += expected;  // wraps
@@ -231,7 +234,7 @@ bool LzxDecoder::ReadLengths(Bits& in, std::span<uint8_t> lengths) {
 }
 
 bool LzxDecoder::DecodeSymbols(Bits& in, uint32_t count) {
-  Output output{ring_.data(), ring_bytes_, position_, &repeated_};
+  Output output{ring_.data(), ring_bytes_, position_, ring_full_, &repeated_};
   const bool aligned = block_type_ == BlockType::kAligned;
   if (count >= 3 && count <= ring_bytes_ - position_ &&
       !FastLoopPlain(aligned, *tables_, in, output, &count)) {
@@ -241,8 +244,14 @@ bool LzxDecoder::DecodeSymbols(Bits& in, uint32_t count) {
                 : lzx::CarefulLoop<false>(*tables_, in, output, count))) {
     return Refuse("lzx: symbol");
   }
-  position_ = output.position == ring_bytes_ ? 0 : output.position;
+  MoveTo(output.position, output.ring_full);
   return in.ok() || Refuse("lzx: input ended");
+}
+
+void LzxDecoder::MoveTo(uint32_t position, bool ring_full) {
+  const bool at_end = position == ring_bytes_;
+  position_ = at_end ? 0 : position;
+  ring_full_ = ring_full || at_end;
 }
 
 bool LzxDecoder::CopyRaw(Bits& in, uint32_t count) {
@@ -250,8 +259,12 @@ bool LzxDecoder::CopyRaw(Bits& in, uint32_t count) {
   if (bytes == nullptr) return Refuse("lzx: input ended in an uncompressed block");
   const uint32_t run = std::min(count, ring_bytes_ - position_);
   std::memcpy(ring_.data() + position_, bytes, run);
-  std::memcpy(ring_.data(), bytes + run, count - run);
-  position_ = run == ring_bytes_ - position_ ? count - run : position_ + run;
+  if (run != count) {
+    std::memcpy(ring_.data(), bytes + run, count - run);
+    MoveTo(count - run, true);
+  } else {
+    MoveTo(position_ + run, ring_full_);
+  }
   return true;
 }
 

@@ -62,6 +62,7 @@ class LzxDecoder final {
   [[nodiscard]] bool ReadLengths(lzx::Bits& in, std::span<uint8_t> lengths);
   [[nodiscard]] bool DecodeSymbols(lzx::Bits& in, uint32_t count);
   [[nodiscard]] bool CopyRaw(lzx::Bits& in, uint32_t count);
+  void MoveTo(uint32_t position, bool ring_full);
   void Translate(std::span<uint8_t> bytes, uint32_t position) const;
 
   const uint32_t window_bits_;
@@ -73,6 +74,7 @@ class LzxDecoder final {
   MemoryBlock ring_;        // and slack; zero where nothing was decoded yet
   MemoryBlock translated_;  // the last unit, when it could not be lent from the ring
   uint32_t position_ = 0;   // in the ring, of the next byte
+  bool ring_full_ = false;  // the ring was filled once; its bytes behind the position hold the window's begin
   bool failed_ = false;
   bool header_read_ = false;
   uint32_t e8_size_ = 0;      // 0: no translation

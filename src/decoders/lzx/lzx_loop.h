@@ -11,7 +11,7 @@
 // loop takes one symbol a turn and serves the rest.
 //
 // A match may not end behind the chunk. Its distance is at most the window, which the ring holds in front of every
-// byte of the unit; nothing else bounds it, and before the first byte of the stream the ring is zero.
+// byte of the unit; nothing else bounds it, and what would lie before the first byte of the stream is zero.
 #pragma once
 
 #include <algorithm>
@@ -125,6 +125,7 @@ struct Output {
   uint8_t* ring;
   uint32_t ring_bytes;
   uint32_t position;  // in the ring
+  bool ring_full;     // every byte of the ring was decoded; before, those behind the position count as zero
   std::array<uint32_t, 3>* repeated;
 };
 
@@ -184,12 +185,15 @@ BRIX_ALWAYS_INLINE uint32_t ReadMatch(const Tables& tables, uint32_t entry, Curs
 }
 
 // Copies a match byte by byte, around the ring's end where that comes.
-inline void CopyAround(const Output& output, uint32_t to, uint32_t distance, uint32_t length) {
+inline void CopyAround(Output& output, uint32_t to, uint32_t distance, uint32_t length) {
   uint32_t from = to >= distance ? to - distance : to + output.ring_bytes - distance;
   for (; length != 0; --length) {
-    output.ring[to] = output.ring[from];
-    if (++to == output.ring_bytes) to = 0;
+    output.ring[to] = from < to || output.ring_full ? output.ring[from] : uint8_t{0};
     if (++from == output.ring_bytes) from = 0;
+    if (++to == output.ring_bytes) {
+      to = 0;
+      output.ring_full = true;
+    }
   }
 }
 
@@ -289,7 +293,10 @@ bool CarefulLoop(const Tables& tables, Bits& bits, Output& output, uint32_t coun
     }
     count -= length;
     output.position += length;
-    if (output.position >= output.ring_bytes) output.position -= output.ring_bytes;
+    if (output.position >= output.ring_bytes) {
+      output.position -= output.ring_bytes;
+      output.ring_full = true;
+    }
   }
   return true;
 }
