@@ -14,8 +14,15 @@ class QuantumBuilder {
  public:
   explicit QuantumBuilder(uint32_t window_bits)
       : window_bits_(window_bits),
-        models_{{7, 0},   {64, 0},  {64, 64}, {64, 128}, {64, 192}, {std::min(2 * window_bits, 24u), 0},
-                {std::min(2 * window_bits, 36u), 0}, {2 * window_bits, 0}, {27, 0}} {}
+        models_{{7, 0},
+                {64, 0},
+                {64, 64},
+                {64, 128},
+                {64, 192},
+                {std::min(2 * window_bits, 24u), 0},
+                {std::min(2 * window_bits, 36u), 0},
+                {2 * window_bits, 0},
+                {27, 0}} {}
 
   std::vector<uint8_t> plain;  // what all units so far decode to
 
@@ -29,24 +36,6 @@ class QuantumBuilder {
     Emit(1);
     bits_.resize(shifted_ + end_bits);
     return Merge();
-  }
-
-  // Literals, and matches at every distance that the output so far allows, of `size` bytes in all.
-  std::vector<Token> RandomTokens(size_t size, std::mt19937& random) const {
-    std::vector<Token> tokens;
-    for (size_t done = 0; done < size;) {
-      const size_t reach = std::min<size_t>(plain.size() + done, size_t{1} << window_bits_);
-      const auto most = static_cast<uint32_t>(std::min<size_t>(size - done, random() % 8 == 0 ? 259 : 6));
-      if (most < 3 || reach == 0 || random() % 3 == 0) {
-        tokens.push_back({static_cast<uint32_t>(random() % 8 == 0 ? random() % 256 : 'a' + random() % 4), 0});
-        ++done;
-        continue;
-      }
-      const auto distance = static_cast<uint32_t>(1 + random() % (random() % 2 == 0 ? std::min<size_t>(reach, 9) : reach));
-      tokens.push_back({3 + static_cast<uint32_t>(random() % (most - 2)), distance});
-      done += tokens.back().length;
-    }
-    return tokens;
   }
 
  private:
