@@ -8,7 +8,6 @@
 
 #include "support/bytes.h"
 #include "support/deflate_builder.h"
-#include "support/quantum_builder.h"
 
 namespace brix {
 
@@ -74,18 +73,19 @@ struct Cabinet {
   }
 };
 
-// A folder of `method` (0 to 3) that holds `parts`, one a block.
-inline CabinetRun PackFolder(uint32_t method, const std::vector<std::string>& parts) {
+// A folder of `method` (0 to 3) that holds "abcdef", "gh" and "ijklmn", one a block.
+inline CabinetRun PackFolder(uint32_t method) {
+  constexpr std::string_view kQuantum[] = {
+      {"\xC8\x53\xED\xB8\x0F\xC0\0\0", 8}, {"\x48\xA8\0\0", 4}, {"\x3A\xAF\x2D\x4E\x12\x80\0\0", 8}};
   CabinetRun run{method == 2 ? 0x0A02u : method == 3 ? 0x0F03u : method, {}, {}};
-  QuantumBuilder quantum(10);
-  for (const std::string& part : parts) {
+  for (const std::string_view part : {"abcdef", "gh", "ijklmn"}) {
     const auto size = static_cast<uint32_t>(part.size());
-    std::vector<Token> tokens;
-    for (const char c : part) tokens.push_back({static_cast<uint8_t>(c), 0});
     Bytes packed;
     if (method == 0) packed.Text(part);
-    if (method == 1) packed.Text("CK").Raw(DeflateBuilder().Fixed(tokens, true).bits.bytes());
-    if (method == 2) packed.Raw(quantum.Unit(tokens));
+    if (method == 1) {
+      packed.Text("CK").Raw(DeflateBuilder().Stored(Bytes().Text(part).data, true).bits.bytes());
+    }
+    if (method == 2) packed.Text(kQuantum[run.blocks.size()]);
     if (method == 3) {  // a bit for no translation before the first; type 3, size, offsets
       const uint32_t bits = (3u << 29 | size << 5) >> (run.blocks.empty() ? 1 : 0);
       packed.U16(bits >> 16).U16(bits & 0xFFFF).U32(1).U32(1).U32(1).Text(part);

@@ -1,4 +1,4 @@
-// quantum_builder.h - writes Quantum units token by token.
+// quantum_encoder.h - writes Quantum units token by token, for the round trip that the fuzz target makes.
 #pragma once
 
 #include <algorithm>
@@ -6,13 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "support/deflate_builder.h"
+#include "support/deflate_builder.h"  // Token
 
 namespace brix {
 
-class QuantumBuilder {
+class QuantumEncoder {
  public:
-  explicit QuantumBuilder(uint32_t window_bits)
+  explicit QuantumEncoder(uint32_t window_bits)
       : window_bits_(window_bits),
         models_{{7, 0},
                 {64, 0},
@@ -26,7 +26,8 @@ class QuantumBuilder {
 
   std::vector<uint8_t> plain;  // what all units so far decode to
 
-  // One unit. `end_bits` of what the coder looks at stand behind the last bit that counts.
+  // One unit. Of the 16 bits that the coder looks ahead at, `end_bits` are there behind the last symbol, or all when
+  // others stand behind them.
   std::vector<uint8_t> Unit(const std::vector<Token>& tokens, uint32_t end_bits = 16) {
     low_ = shifted_ = pending_ = 0;
     high_ = 0xFFFF;
@@ -34,7 +35,7 @@ class QuantumBuilder {
     raw_.clear();
     for (const Token& token : tokens) Put(token);
     Emit(1);
-    bits_.resize(shifted_ + end_bits);
+    bits_.resize(std::max(shifted_ + end_bits, raw_.empty() ? 0 : raw_.back().first));
     return Merge();
   }
 
