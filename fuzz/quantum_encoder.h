@@ -13,8 +13,7 @@ namespace brix {
 class QuantumEncoder {
  public:
   explicit QuantumEncoder(uint32_t window_bits)
-      : window_bits_(window_bits),
-        models_{{7, 0},
+      : models_{{7, 0},
                 {64, 0},
                 {64, 64},
                 {64, 128},
@@ -143,7 +142,6 @@ class QuantumEncoder {
     return bytes;
   }
 
-  const uint32_t window_bits_;
   std::vector<Model> models_;
   uint32_t low_ = 0, high_ = 0, pending_ = 0;
   uint32_t shifted_ = 0;                            // bits that the decoder has dropped

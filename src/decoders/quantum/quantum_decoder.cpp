@@ -14,7 +14,7 @@
 //
 // Bounds: after each symbol the coder's range is above 0x4000 and so a symbol's share is never empty, takes at
 // most 14 bits and leaves the key below the model's total, whatever the input. A distance is at most the window;
-// before the first byte there are zeros. A match that would pass the end of the unit is damage. Each turn yields
+// before the first byte there are zeros. A match that would pass the end of the unit is cut there. Each turn yields
 // at least a byte, so a unit ends; the input is zeros behind its end, and what was taken from there is asked once
 // a unit.
 //
@@ -231,8 +231,7 @@ bool QuantumDecoder::DecodeSymbols(std::span<const uint8_t> packed, uint8_t* out
     }
     const Slot slot = kDistances[in.Symbol(models.distances[selector - kFirstMatch])];
     const uint32_t distance = slot.base + in.Take(slot.extra_bits);
-    if (length > static_cast<size_t>(out_end - out))
-      return Refuse("quantum: a match passes the end of its unit");
+    length = std::min(length, static_cast<uint32_t>(out_end - out));
     const auto available = static_cast<uint32_t>(out - begin);
     if (distance > available) [[unlikely]] {
       CopyFromBeforeStart(out, available, distance, length);
