@@ -86,64 +86,64 @@ constexpr auto kReciprocals = [] {
 }();
 static_assert(uint64_t{quantum::kMostSum} * quantum::kMostSum << 16 < uint64_t{1} << kReciprocalShift);
 
-// The coder's bounds and what it has read, and the bits behind that. Lives in locals of one function.
+// The coder's bounds, and the bits ahead of it, of which the first 16 are its code. Lives in locals of one function.
 class Coder {
  public:
-  explicit Coder(std::span<const uint8_t> packed) : bytes_(packed.data()), size_(packed.size()) {
-    Refill();
-    code_ = Take(kLookAhead);
-  }
+  explicit Coder(std::span<const uint8_t> packed) : bytes_(packed.data()), size_(packed.size()) {}
 
-  // Makes at least 56 bits available: zeros behind the end, where the input has slack.
+  // Makes at least 56 bits available, 40 behind the code: zeros behind the end, where the input has slack.
   BRIX_ALWAYS_INLINE void Refill() {
     bits_ |= LoadBe64(bytes_ + std::min(at_, size_)) >> count_;
     at_ += (63 - count_) >> 3;
     count_ |= 56;
   }
 
-  // The next n bits as they stand, at most 32.
+  // Takes the n bits behind the code, at most 19, as they stand.
   BRIX_ALWAYS_INLINE uint32_t Take(uint32_t n) {
-    const auto value = static_cast<uint32_t>(bits_ >> 1 >> (63 - n));
-    bits_ <<= n;
+    const uint64_t behind = bits_ << kLookAhead;
+    bits_ = (bits_ & kCodeBits) | (behind << n >> kLookAhead);
     count_ -= n;
-    return value;
+    return static_cast<uint32_t>(behind >> 1 >> (63 - n));
   }
 
   // The next symbol; takes at most 14 bits.
+  template <uint32_t kGroup>
   BRIX_ALWAYS_INLINE uint32_t Symbol(Model& model) {
     const uint32_t range = high_ - low_ + 1;
     const uint32_t total = model.total();
     const uint64_t reciprocal = kReciprocals[total];
-    const Coded coded = model.Find(((code_ - low_ + 1) * total - 1) / range);
-    high_ = low_ + static_cast<uint32_t>(uint64_t{coded.upper * range} * reciprocal >> kReciprocalShift) - 1;
-    low_ += static_cast<uint32_t>(uint64_t{coded.lower * range} * reciprocal >> kReciprocalShift);
+    const auto code = static_cast<uint32_t>(bits_ >> (64 - kLookAhead));
+    const Coded coded = model.Find<kGroup>(((code - low_ + 1) * total - 1) / range);
+    const uint32_t high =
+        low_ + static_cast<uint32_t>(uint64_t{coded.upper * range} * reciprocal >> kReciprocalShift) - 1;
+    const uint32_t low =
+        low_ + static_cast<uint32_t>(uint64_t{coded.lower * range} * reciprocal >> kReciprocalShift);
     model.RescaleWhenFull();
 
-    // The leading bits that both bounds share; then, with the first bits 0 and 1, those that are 1 and 0.
-    const auto shared = static_cast<uint32_t>(std::countl_zero((low_ ^ high_) << 16));
-    low_ <<= shared;
-    high_ = (high_ << shared) + (1u << shared) - 1;
-    const auto straddling = static_cast<uint32_t>(std::countl_one((low_ & ~high_) << 17));
-    low_ = (low_ << straddling) & 0x7FFF;
-    high_ = (((high_ << straddling) + (1u << straddling) - 1) & 0x7FFF) | 0x8000;
+    // The leading bits that both bounds share; then come a 0 and a 1; then those that are 1 and 0.
+    const auto shared = static_cast<uint32_t>(__builtin_clz(low ^ high)) - 16;
+    const auto straddling = static_cast<uint32_t>(__builtin_clz(~((low & ~high) << (17 + shared))));
     const uint32_t dropped = shared + straddling;
-    code_ = ((code_ << dropped) | Take(dropped)) & 0xFFFF;
-    code_ ^= straddling != 0 ? 0x8000 : 0;
+    low_ = (low << dropped) & 0x7FFF;
+    high_ = ((((high + 1) << dropped) - 1) & 0x7FFF) | 0x8000;
+    bits_ = (bits_ << dropped) ^ (uint64_t{straddling != 0} << 63);
+    count_ -= dropped;
     return coded.symbol;
   }
 
   // Whether no symbol depended on bits behind the end of the input.
-  [[nodiscard]] bool ok() const { return at_ * 8 - count_ <= size_ * 8 + kLookAhead; }
+  [[nodiscard]] bool ok() const { return at_ * 8 - count_ <= size_ * 8; }
 
  private:
+  static constexpr uint64_t kCodeBits = ~uint64_t{0} << (64 - kLookAhead);
+
   const uint8_t* const bytes_;
   const size_t size_;
   size_t at_ = 0;       // of the first byte not yet in bits_; may pass the end
   uint64_t bits_ = 0;   // the next ones, from the most significant down
   uint32_t count_ = 0;  // of them valid
-  uint32_t low_ = 0;    // 16 bits each; low_ <= code_ <= high_
+  uint32_t low_ = 0;    // 16 bits each; low_ <= code <= high_
   uint32_t high_ = 0xFFFF;
-  uint32_t code_;
 };
 
 // A match that begins before the first byte of all, where there are zeros.
@@ -217,19 +217,19 @@ bool QuantumDecoder::DecodeSymbols(std::span<const uint8_t> packed, uint8_t* out
   Models& models = *models_;
   Coder in(packed);
   while (out < out_end) {
-    in.Refill();  // 56 bits: two symbols and at most 19 more
-    const uint32_t selector = in.Symbol(models.selector);
+    in.Refill();  // 40 bits behind the code: two symbols and at most 5 more
+    const uint32_t selector = in.Symbol<8>(models.selector);
     if (selector < kFirstMatch) {
-      *out++ = static_cast<uint8_t>(in.Symbol(models.literals[selector]));
+      *out++ = static_cast<uint8_t>(in.Symbol<16>(models.literals[selector]));
       continue;
     }
     uint32_t length = selector - kFirstMatch + kShortest;
     if (selector == kSelectors - 1) {
-      const Slot slot = kLengths[in.Symbol(models.length)];
+      const Slot slot = kLengths[in.Symbol<16>(models.length)];
       length = slot.base + in.Take(slot.extra_bits);
-      in.Refill();
     }
-    const Slot slot = kDistances[in.Symbol(models.distances[selector - kFirstMatch])];
+    in.Refill();
+    const Slot slot = kDistances[in.Symbol<16>(models.distances[selector - kFirstMatch])];
     const uint32_t distance = slot.base + in.Take(slot.extra_bits);
     length = std::min(length, static_cast<uint32_t>(out_end - out));
     const auto available = static_cast<uint32_t>(out - begin);

@@ -45,27 +45,38 @@ class Model {
 
   [[nodiscard]] uint32_t total() const { return sums_[0]; }
 
-  // The symbol for a key below total(), whose frequency rises. Rescale() must follow when needed.
+  // The symbol for a key below total(), whose frequency rises. Rescale() must follow when needed. kGroup sums are
+  // looked at in a turn, 8 or 16; 8 for models of less than 8 symbols.
+  template <uint32_t kGroup>
   BRIX_ALWAYS_INLINE Coded Find(uint32_t key) {
+    static_assert(kGroup == 8 || kGroup == 16);
     const __m128i keys = _mm_set1_epi16(static_cast<int16_t>(key));
     const __m128i step = _mm_set1_epi16(8);
     // Ends at the zero behind the last sum at the latest.
-    for (uint32_t at = 0;; at += 8) {
+    for (uint32_t at = 0;; at += kGroup) {
       auto* const place = reinterpret_cast<__m128i*>(sums_.data() + at);
       const __m128i sums = _mm_load_si128(place);
       const __m128i above = _mm_cmpgt_epi16(sums, keys);
       const __m128i raised = _mm_add_epi16(sums, _mm_and_si128(above, step));
-      const auto mask = static_cast<uint32_t>(_mm_movemask_epi8(above));
-      if (mask == 0xFFFF) {
-        _mm_store_si128(place, raised);
-        continue;
+      __m128i above_next = _mm_setzero_si128();
+      __m128i raised_next = above_next;
+      if constexpr (kGroup == 16) {
+        const __m128i next = _mm_load_si128(place + 1);
+        above_next = _mm_cmpgt_epi16(next, keys);
+        raised_next = _mm_add_epi16(next, _mm_and_si128(above_next, step));
       }
-      const uint32_t i = at + static_cast<uint32_t>(std::countr_one(mask)) / 2;
-      // A sum in a group before this one was already raised, one in this group not yet.
-      const uint32_t upper = sums_[i - 1] - (i == at ? 8u : 0u);
-      const Coded coded{symbols_[i - 1], sums_[i], upper};
+      const auto mask = static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(above, above_next)));
+      Coded coded{};
+      const bool found = mask != 0xFFFF;
+      if (found) [[likely]] {
+        const uint32_t i = at + static_cast<uint32_t>(__builtin_ctz(~mask));
+        // A sum in a group before this one was already raised, one in this group not yet.
+        coded = {symbols_[i - 1], sums_[i], sums_[i - 1] - (i == at ? 8u : 0u)};
+      }
       _mm_store_si128(place, raised);
-      return coded;
+      if constexpr (kGroup == 16) _mm_store_si128(place + 1, raised_next);
+      if (found) [[likely]]
+        return coded;
     }
   }
 
@@ -99,7 +110,7 @@ class Model {
     for (uint32_t i = count_; i-- != 0;) sums_[i] = static_cast<uint16_t>(sums_[i] + sums_[i + 1]);
   }
 
-  alignas(16) std::array<uint16_t, kMostSymbols + 8> sums_;  // zeros behind the last
+  alignas(16) std::array<uint16_t, kMostSymbols + 16> sums_;  // zeros behind the last
   std::array<uint8_t, kMostSymbols> symbols_;
   uint32_t count_;
   uint32_t until_sorted_;

@@ -16,9 +16,10 @@
 // wide, so one pass yields less than 2 GiB and offsets in the folder do not wrap; offsets in the input are checked
 // sums.
 //
-// Cost: 39 KiB and the decoder. One call makes at most one pass over the folder, whatever the member's offset; that
-// much is the price of each member when a hostile file lists them backwards, a block at a time. The host, which
-// comes back between any two members, is the one to stop that.
+// Cost: 39 KiB and the decoder; another 1 MiB once a member stood before the one read last (passed_blocks.h). One
+// call makes at most one pass over the folder, whatever the member's offset; that much is the price of a member when
+// a hostile file lists them in an order that jumps back by more than that. No member costs more, and the host comes
+// back between any two of them.
 #include "formats/microsoft/cabinet/cabinet_folder.h"
 
 #include <algorithm>
@@ -32,27 +33,42 @@ namespace brix::cabinet {
 bool CabinetFolder::Read(uint32_t offset, uint32_t* length, Stream& out) {
   const uint32_t wanted = *length;
   *length = 0;
-  if ((!decoding_ || offset < block_start_) && !Restart()) return false;
-  if (plain_size_ == 0 && !lost_) return true;
+  const bool before = decoding_ && offset < block_start_ && passed_.Find(offset).empty();
+  if ((!decoding_ || before) && !Restart()) return false;
   // Ends by the block count.
   for (;;) {
-    const uint32_t into = offset - block_start_;
-    if (into < plain_size_) {
-      if (!ready_ && !Decode()) return false;
-      const uint32_t run = std::min(plain_size_ - into, wanted - *length);
-      if (!Fits(into, run, static_cast<uint32_t>(plain_.size())))
-        return Refuse("cabinet: inside a damaged block");
-      if (!WriteExact(out, *length, plain_.data() + into, run)) return false;
-      offset += run;
-      *length += run;
-    }
-    if (*length == wanted) return true;
-    if (!NextBlock()) return false;
-    if (plain_size_ == 0) return true;
+    std::span<const uint8_t> run;
+    if (!Lend(offset, wanted - *length, &run)) return false;
+    if (!run.empty() && !WriteExact(out, *length, run.data(), static_cast<uint32_t>(run.size())))
+      return false;
+    offset += static_cast<uint32_t>(run.size());
+    *length += static_cast<uint32_t>(run.size());
+    if (*length == wanted || (plain_size_ == 0 && !lost_ && offset >= block_start_)) return true;
+    if (run.empty() && !NextBlock()) return false;
   }
 }
 
+// What one block has at an offset, at most `wanted` bytes: none when it lies behind the current block.
+bool CabinetFolder::Lend(uint32_t offset, uint32_t wanted, std::span<const uint8_t>* run) {
+  if (offset < block_start_) {
+    *run = passed_.Find(offset);  // the passed ones that are kept reach to the current block
+    *run = run->first(std::min<size_t>(run->size(), wanted));
+    return !run->empty();
+  }
+  const uint32_t into = offset - block_start_;
+  *run = {};
+  if (into >= plain_size_) return true;
+  if (!ready_ && !Decode()) return false;
+  const uint32_t size = std::min(plain_size_ - into, wanted);
+  if (!Fits(into, size, static_cast<uint32_t>(plain_.size())))
+    return Refuse("cabinet: inside a damaged block");
+  *run = plain_.subspan(into, size);
+  return true;
+}
+
 bool CabinetFolder::Restart() {
+  keep_passed_ = decoding_ && !Stored();
+  passed_.Clear();
   decoding_ = false;
   const uint32_t window_bits = std::min(entry_.type >> kWindowBitsShift, kMaxWindowBits);
   if (!packed_.TryResize(kMaxPacked + kBlockBytes + BlockDecoders::kSlack) ||
@@ -72,6 +88,7 @@ bool CabinetFolder::NextBlock() {
   if (block_index_ + 1 >= entry_.block_count) return Refuse("cabinet: the folder has no more blocks");
   uint32_t next = block_at_;
   if (!CheckedAdd(&next, kBlockBytes + reserve_ + packed_size_)) return Refuse("cabinet: block out of range");
+  if (keep_passed_ && plain_.size() == plain_size_) passed_.Keep(block_start_, plain_);
   ++block_index_;
   block_start_ += plain_size_;
   block_at_ = next;
@@ -85,14 +102,16 @@ bool CabinetFolder::ReadHeader() {
   packed_size_ = plain_size_ = 0;
   if (header_at_ != block_at_) {
     lost_ = !FieldReader(*in_, block_at_).Bytes(0, header_.data(), kBlockBytes);
-    if (lost_) return Refuse("cabinet: block header is cut");
+    if (lost_) {
+      passed_.Clear();
+      return Refuse("cabinet: block header is cut");
+    }
     header_at_ = block_at_;
   }
   packed_size_ = LoadLe16(header_.data() + kBlockPackedAt);
   plain_size_ = LoadLe16(header_.data() + kBlockPlainAt);
   if (plain_size_ == 0) return true;
-  const bool stored = (entry_.type & kMethodMask) == kStored;
-  if (stored && packed_size_ >= plain_size_ && packed_size_ <= kMaxPacked && plain_size_ <= kMaxPlain)
+  if (Stored() && packed_size_ >= plain_size_ && packed_size_ <= kMaxPacked && plain_size_ <= kMaxPlain)
     return true;
   return Decode();
 }
@@ -107,6 +126,7 @@ bool CabinetFolder::Decode() {
     const bool even_words = ((~entry_.first_block ^ data_at) & 1) != 0;
     if (decoders_.Decode(packed, !even_words, plain_size_, &plain_)) return true;
   }
+  passed_.Clear();  // a later read that goes back shall meet the damage again
   lost_ = !decoders_.PassOver(static_cast<uint32_t>(plain_.size()), plain_size_);
   return Refuse("cabinet: damaged block");
 }

@@ -9,6 +9,7 @@
 #include "core/stream.h"
 #include "formats/microsoft/cabinet/cabinet_format.h"
 #include "formats/microsoft/cabinet/cabinet_methods.h"
+#include "formats/microsoft/cabinet/passed_blocks.h"
 
 namespace brix::cabinet {
 
@@ -33,6 +34,7 @@ class CabinetFolder {
   void Enter(const FolderEntry& entry) {
     entry_ = entry;
     decoding_ = false;
+    passed_.Clear();
   }
 
   // Copies `*length` bytes from `offset` of the folder on to `out`; `*length` receives how many came. Fewer, with
@@ -43,6 +45,8 @@ class CabinetFolder {
  private:
   static constexpr uint64_t kNowhere = UINT64_MAX;
 
+  [[nodiscard]] bool Stored() const { return (entry_.type & kMethodMask) == kStored; }
+  [[nodiscard]] bool Lend(uint32_t offset, uint32_t wanted, std::span<const uint8_t>* run);
   [[nodiscard]] bool Restart();
   [[nodiscard]] bool NextBlock();
   [[nodiscard]] bool ReadHeader();
@@ -52,9 +56,10 @@ class CabinetFolder {
   Stream* in_ = nullptr;
   uint32_t reserve_ = 0;
   FolderEntry entry_;
-  bool decoding_ = false;  // the fields below describe a block; else the next read begins at the first
-  bool lost_ = false;      // nothing behind this block can be found or decoded
-  bool ready_ = false;     // the block was decoded, or an attempt made
+  bool decoding_ = false;     // the fields below describe a block; else the next read begins at the first
+  bool lost_ = false;         // nothing behind this block can be found or decoded
+  bool keep_passed_ = false;  // the folder was gone back in
+  bool ready_ = false;        // the block was decoded, or an attempt made
   uint32_t block_index_ = 0;
   uint32_t block_start_ = 0;        // offset in the folder
   uint32_t block_at_ = 0;           // its header's offset in the input
@@ -64,6 +69,7 @@ class CabinetFolder {
   uint64_t header_at_ = kNowhere;   // offset in the input that header_ was read from
   std::array<uint8_t, kBlockBytes> header_{};
   MemoryBlock packed_;  // a block's packed bytes, then slack
+  PassedBlocks passed_;
   BlockDecoders decoders_;
 };
 
