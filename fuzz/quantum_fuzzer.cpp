@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "decoders/quantum/quantum_decoder.h"
@@ -30,14 +31,14 @@ bool Decode(QuantumDecoder& decoder, const Data& packed, uint32_t size, Data* pl
   return true;
 }
 
-void DecodeTwo(uint32_t window_bits, const Data& input) {
-  QuantumDecoder decoder(window_bits);
+void DecodeTwo(QuantumDecoder& decoder, const Data& input) {
   const auto middle = input.begin() + static_cast<ptrdiff_t>(input.size() / 2);
+  const uint32_t size = std::min(QuantumDecoder::kMostOutput, static_cast<uint32_t>(input.size()) * 16);
   Data once;
   Data again;
   for (Data* plain : {&once, &again}) {
     decoder.Reset();
-    if (Decode(decoder, Data(input.begin(), middle), 32768, plain)) {
+    if (Decode(decoder, Data(input.begin(), middle), size, plain)) {
       (void)Decode(decoder, Data(middle, input.end()), 1 + input[0], plain);
     }
   }
@@ -46,16 +47,16 @@ void DecodeTwo(uint32_t window_bits, const Data& input) {
 
 constexpr uint32_t kLengths[] = {3, 4, 5, 6, 20, 100, 258, 259};
 
-// Three bytes a literal or match, over and over for eight units.
-void RoundTrip(uint32_t window_bits, const Data& input) {
-  QuantumDecoder decoder(window_bits);
+// Three bytes a literal or match; the input over and over, so that small ones reach far into the models.
+void RoundTrip(QuantumDecoder& decoder, uint32_t window_bits, const Data& input) {
+  decoder.Reset();
   brix::QuantumEncoder encoder(window_bits);
   Data plain;
   size_t at = 0;
-  for (int unit = 0; unit < 8; ++unit) {
+  for (size_t left = input.size() * 3; left != 0;) {
     std::vector<brix::Token> tokens;
     uint32_t size = 0;
-    while (tokens.size() < 3000) {
+    for (; left != 0; --left) {
       const auto next = [&] { return static_cast<uint32_t>(input[at++ % input.size()]); };
       const uint32_t kind = next();
       const uint32_t value = next() | next() << 8 | (kind & 31) << 16;
@@ -84,10 +85,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2 || size > (1 << 16)) return 0;
   const uint32_t window_bits = 10 + data[0] % 12;
   const Data input(data + 1, data + size);
-  if (data[0] >= 128 && size <= 256) {
-    RoundTrip(window_bits, input);
+  // One decoder for each window serves all inputs: nothing of a stream may show in the next.
+  static std::unique_ptr<QuantumDecoder> decoders[12];
+  std::unique_ptr<QuantumDecoder>& decoder = decoders[window_bits - 10];
+  if (decoder == nullptr) decoder = std::make_unique<QuantumDecoder>(window_bits);
+  if (data[0] >= 128 && size <= 4096) {
+    RoundTrip(*decoder, window_bits, input);
   } else {
-    DecodeTwo(window_bits, input);
+    DecodeTwo(*decoder, input);
   }
   return 0;
 }

@@ -102,7 +102,7 @@ enum Difference {
 };
 
 struct KnownDifference {
-  const char* file;
+  const char* file;    // may have one `*`
   const char* member;  // its name in expected.tsv
   Difference what;
   const char* value;
@@ -114,19 +114,11 @@ constexpr char kNoHeader[] = "with the prefix added, no local header stands at t
 constexpr char kNoChecksum[] = "damaged data; checksums are not verified";
 constexpr char kUtf8[] = "zip/libarchive__zip_7075_utf8_paths.zip";
 
-constexpr char kCut[] = "the file is cut in its header, folder or file entries";
 constexpr char kBadLzx[] = "made to fail: a tree without lengths, matches before the first byte";
 
 constexpr KnownDifference kKnown[] = {
-    {"cab/jsign__cf-AuthenticodeCabSignerFuzzer-5498851148038144", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_nofiles.cab", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_shortfile1.cab", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_shortfolder.cab", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_shortheader.cab", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_str_noninfo.cab", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_str_nopinfo.cab", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_str_shortninfo.cab", "", kDamaged, "", kCut},
-    {"cab/mspack__partial_str_shortnname.cab", "", kDamaged, "", kCut},
+    {"cab/jsign__cf-AuthenticodeCabSignerFuzzer-54*", "", kDamaged, "", "the file is cut"},
+    {"cab/mspack__partial_*", "", kDamaged, "", "the file is cut in its header, folder or file entries"},
     {"cab/corkami__tiny_cabinet.cab", "", kNamed, "unknown", "the member has no name"},
     {"cab/mspack__cve-2015-4470-mszip-over-read.cab", "limerick", kFails, "", "the block is cut"},
     {"cab/mspack__lzx-main-tree-no-lengths.cab", "file.txt", kFails, "", kBadLzx},
@@ -214,7 +206,8 @@ class Corpus : public testing::Test {
   // Looks a difference up and notes that it occurred.
   const KnownDifference* Find(const std::string& file, const std::string& member, Difference what) {
     for (const KnownDifference& row : kKnown) {
-      if (file == row.file && member == row.member && what == row.what) return *used_.insert(&row).first;
+      if (Covers(row.file, file) && member == row.member && what == row.what)
+        return *used_.insert(&row).first;
     }
     return nullptr;
   }

@@ -82,9 +82,8 @@ inline CabinetRun PackFolder(uint32_t method) {
     const auto size = static_cast<uint32_t>(part.size());
     Bytes packed;
     if (method == 0) packed.Text(part);
-    if (method == 1) {
+    if (method == 1)
       packed.Text("CK").Raw(DeflateBuilder().Stored(Bytes().Text(part).data, true).bits.bytes());
-    }
     if (method == 2) packed.Text(kQuantum[run.blocks.size()]);
     if (method == 3) {  // a bit for no translation before the first; type 3, size, offsets
       const uint32_t bits = (3u << 29 | size << 5) >> (run.blocks.empty() ? 1 : 0);
