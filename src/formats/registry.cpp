@@ -20,6 +20,7 @@
 #include "formats/microsoft/cabinet/cabinet_handler.h"
 #include "formats/microsoft/chm/chm_detect.h"
 #include "formats/microsoft/sfx/sfx_detect.h"
+#include "formats/microsoft/sfx/sfx_handler.h"
 #include "formats/microsoft/szdd/szdd_handler.h"
 
 namespace brix {
@@ -30,7 +31,7 @@ namespace {
 constexpr std::array kRows = {
     FormatEntry{16, zip::DetectZip,
                 zip::CreateZipHandler},  // before SFX: a stub with an intact directory is a ZIP
-    FormatEntry{6, sfx::DetectSfx, nullptr, {"MZ"}},
+    FormatEntry{6, sfx::DetectSfx, sfx::CreateSfxHandler, {"MZ"}},
     FormatEntry{5, chm::DetectChm, nullptr, {"ITSF"}},
     FormatEntry{1, arj::DetectArj, nullptr},
     FormatEntry{8, lha::DetectLha, nullptr, {"-l", 2}},

@@ -37,10 +37,9 @@ ExecutableKind ReadExecutable(Stream& in, PeImage* image) {
   const uint32_t header_at = mz.U32(kNewHeaderAt);
   if (!mz.ok()) return ExecutableKind::kNone;
 
+  // DOS programs have anything at offset 60, also what points behind their end.
   FieldReader pe(in, header_at);
-  const bool is_pe = pe.Is(0, kPe);
-  if (!pe.ok()) return ExecutableKind::kNone;
-  if (!is_pe) return ExecutableKind::kOther;
+  if (!pe.Is(0, kPe)) return ExecutableKind::kOther;
   image->characteristics = pe.U16(kCharacteristicsAt);
   image->section_count = pe.U16(kSectionCountAt);
   image->section_table_at = header_at;

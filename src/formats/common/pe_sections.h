@@ -9,7 +9,7 @@ namespace brix {
 
 enum class ExecutableKind {
   kNone,   // no "MZ", or a header that is cut
-  kOther,  // "MZ" with no "PE" where offset 60 points
+  kOther,  // "MZ" with no "PE" where offset 60 points, which may be behind the file's end
   kPe,
 };
 

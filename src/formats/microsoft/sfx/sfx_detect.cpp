@@ -4,8 +4,7 @@
 // for any other "MZ" program its beginning.
 //
 // Kept: the search ends at the first signature, even when no archive stands behind it. Libraries (DLLs) are
-// not searched, nor is a program whose new-header offset points behind the file's end, as some old DOS stubs
-// have it.
+// not searched.
 //
 // Cost: at most 15 KiB (Windows) or 100 KiB (other) are read, plus the inner format's own test.
 #include "formats/microsoft/sfx/sfx_detect.h"
