@@ -1,22 +1,41 @@
 #!/usr/bin/env python3
-"""Makes the inputs of the benchmarks in a folder, for BRIX_BENCH_DIR.
+"""Makes the inputs of the benchmarks in a folder.
 
-corpus.dat      up to 48 MB of headers, documentation, scripts and programs of this machine's installed packages
-many-small.zip  20,000 members of about 2 KB, deflated at level 6
-nested.zip      four levels, 187 containers, about 2,000 leaves
+usage: make_data.py FOLDER
+
+corpus-6.zip        16 members of 3 MB: headers, documentation and scripts of installed packages, then programs; and the
+                    same 48 MB as stored.zip, corpus.tar, corpus.tar.gz, corpus.gz, corpus-mszip.cab (gcab),
+                    deflate.zip and deflate64.zip (7zz)
+many-small.zip      20,000 members of about 2 KB, deflated at level 6; and the same as many-small.tar
+nested.zip          four levels, 187 containers, 2,016 leaves
+tiny.zip            one member of a few bytes
+lzx.cab             cab/gocab__lzx.cab of the sample archives whose folder BRIX_CORPUS names, since nothing packaged makes
+                    LZX; what is in it by cabextract
+small-files/        5,000 files of at most some KB, half of them containers of seven kinds
+manifest.tsv        for each archive its members, their bytes and the sum of their Adler-32, by which outputs are
+                    checked; written last
 
 The content depends on the installed packages: compare figures within one run only.
 """
+import bz2
+import email.message
+import gzip
 import io
 import os
+import shutil
+import subprocess
 import sys
+import tarfile
+import tempfile
 import zipfile
+import zlib
 
 LIMIT = 48_000_000
 STAMP = (2020, 1, 1, 0, 0, 0)
+STAMP_SECONDS = 1577836800
 
 
-def files_below(folders, largest_first=False):
+def files_below(folders):
     for folder in folders:
         for root, dirs, names in os.walk(folder):
             dirs.sort()
@@ -42,48 +61,163 @@ def corpus():
     return bytes(out)
 
 
-def add(archive, name, data, method=zipfile.ZIP_DEFLATED):
-    info = zipfile.ZipInfo(name, STAMP)
-    info.compress_type = method
-    archive.writestr(info, data, compresslevel=6)
-
-
 def pieces(data, count, size):
     step = max(1, (len(data) - size) // count)
     return [data[i * step : i * step + size] for i in range(count)]
 
 
-def many_small(path, data):
-    with zipfile.ZipFile(path, "w") as archive:
-        for i, piece in enumerate(pieces(data, 20_000, 2_160)):
-            add(archive, f"dir{i % 100:02d}/member{i:05d}.txt", piece)
+# --- Writers: bytes from a list of (name, content) ---
 
 
-def nested(path, data):
-    """1 + 6 + 36 + 144 containers; leaves in the innermost and a few on the way."""
-    leaves = iter(pieces(data, 2_016, 4_200))
+def zip_of(members, method=zipfile.ZIP_DEFLATED):
+    buffer = io.BytesIO()
+    with zipfile.ZipFile(buffer, "w") as archive:
+        for name, data in members:
+            info = zipfile.ZipInfo(name, STAMP)
+            info.compress_type = method if not name.endswith(".stored.zip") else zipfile.ZIP_STORED
+            archive.writestr(info, data, compresslevel=6)
+    return buffer.getvalue()
+
+
+def tar_of(members):
+    buffer = io.BytesIO()
+    with tarfile.open(fileobj=buffer, mode="w", format=tarfile.USTAR_FORMAT) as archive:
+        for name, data in members:
+            info = tarfile.TarInfo(name)
+            info.size, info.mtime = len(data), STAMP_SECONDS
+            archive.addfile(info, io.BytesIO(data))
+    return buffer.getvalue()
+
+
+def gzip_of(data):
+    return gzip.compress(data, 6, mtime=0)  # a header of ten bytes
+
+
+def mail_of(name, data):
+    mail = email.message.EmailMessage()
+    mail["From"], mail["To"], mail["Subject"] = "a@example.org", "b@example.org", name
+    mail.set_content("See the attachment.\n")
+    mail.add_attachment(data, maintype="application", subtype="octet-stream", filename=name)
+    mail.set_boundary("=-" + name.replace(".", "-"))
+    return mail.as_bytes()
+
+
+def made_by(command, members, output):
+    """What a tool makes of the members, or None when it is not installed. {} in the command is the output."""
+    if shutil.which(command[0]) is None:
+        print(f"skipped: {output}, because {command[0]} is not installed", file=sys.stderr)
+        return None
+    with tempfile.TemporaryDirectory() as folder:
+        for name, data in members:
+            path = os.path.join(folder, name)
+            with open(path, "wb") as f:
+                f.write(data)
+            os.utime(path, (STAMP_SECONDS, STAMP_SECONDS))
+        words = [word.replace("{}", output) for word in command] + [name for name, _ in members]
+        subprocess.run(words, cwd=folder, check=True, stdout=subprocess.DEVNULL)
+        with open(os.path.join(folder, output), "rb") as f:
+            return f.read()
+
+
+# --- The inputs ---
+
+
+def nested(leaves):
+    """1 + 6 + 36 + 144 containers, every other one stored; leaves in the innermost."""
+    leaves = iter(leaves)
 
     def level(depth):
-        buffer = io.BytesIO()
-        with zipfile.ZipFile(buffer, "w") as archive:
-            for i in range((6, 6, 4, 0)[depth]):
-                add(archive, f"inner{i}.zip", level(depth + 1), zipfile.ZIP_STORED if i % 2 else zipfile.ZIP_DEFLATED)
-            for i in range((0, 0, 0, 14)[depth]):
-                add(archive, f"leaf{i}.txt", next(leaves))
-        return buffer.getvalue()
+        inner = [(f"inner{i}{'.stored' if i % 2 else ''}.zip", level(depth + 1)) for i in range((6, 6, 4, 0)[depth])]
+        return zip_of(inner + [(f"leaf{i}.txt", next(leaves)) for i in range((0, 0, 0, 14)[depth])])
 
-    with open(path, "wb") as f:
-        f.write(level(0))
+    return level(0)
+
+
+def small_files(folder, data):
+    os.makedirs(folder)
+    count = 0
+
+    def write(extension, content):
+        nonlocal count
+        with open(os.path.join(folder, f"{count:04d}.{extension}"), "wb") as f:
+            f.write(content)
+        count += 1
+
+    plain = (path for path in files_below(["/usr/include", "/usr/share/perl", "/usr/bin"]))
+    while count < 2500:
+        path = next(plain)
+        with open(path, "rb") as f:
+            write("bin" if path.startswith("/usr/bin") else "txt", f.read(500 + count % 7500))
+    contents = iter(pieces(data, 2 * 2500, 1500))
+    kinds = (
+        (800, "zip", zip_of),
+        (500, "gz", lambda members: gzip_of(members[0][1])),
+        (400, "tar", tar_of),
+        (300, "tgz", lambda members: gzip_of(tar_of(members))),
+        (250, "cab", lambda members: made_by(["gcab", "-czn", "{}"], members, "small.cab") or zip_of(members)),
+        (150, "bz2", lambda members: bz2.compress(members[0][1])),
+        (100, "eml", lambda members: mail_of(*members[0])),
+    )
+    for number, extension, make in kinds:
+        for i in range(number):
+            write(extension, make([(f"a{i}.txt", next(contents)), (f"b{i}.txt", next(contents))]))
+
+
+def sample_cabinet():
+    """The sample and its members, as another program sees them; None when there is no such thing."""
+    path = os.path.join(os.environ.get("BRIX_CORPUS", ""), "cab", "gocab__lzx.cab")
+    if not os.path.exists(path) or shutil.which("cabextract") is None:
+        print("skipped: lzx.cab, because BRIX_CORPUS names no folder of samples", file=sys.stderr)
+        return None, []
+    with tempfile.TemporaryDirectory() as folder, open(path, "rb") as f:
+        subprocess.run(["cabextract", "-q", "-d", folder, path], check=True)
+        members = []
+        for name in files_below([folder]):
+            with open(name, "rb") as member:
+                members.append(member.read())
+        return f.read(), members
 
 
 def main():
     folder = sys.argv[1]
-    os.makedirs(folder, exist_ok=True)
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
     data = corpus()
-    with open(os.path.join(folder, "corpus.dat"), "wb") as f:
-        f.write(data)
-    many_small(os.path.join(folder, "many-small.zip"), data)
-    nested(os.path.join(folder, "nested.zip"), data)
+    step = -(-len(data) // 16)
+    big = [(f"corpus{i:02d}.dat", data[i * step : (i + 1) * step]) for i in range(16)]
+    small = [(f"dir{i % 100:02d}/member{i:05d}.txt", piece) for i, piece in enumerate(pieces(data, 20_000, 2_160))]
+    leaves = pieces(data, 2_016, 4_200)
+    tiny = [("hello.txt", b"hello\n")]
+    tar = tar_of(big)
+    manifest = []
+
+    def write(name, content, members):
+        if content is None:
+            return
+        with open(os.path.join(folder, name), "wb") as f:
+            f.write(content)
+        total = sum(zlib.adler32(m) for m in members)
+        manifest.append(f"{name}\t{len(members)}\t{sum(map(len, members))}\t{total}\n")
+
+    big_members = [content for _, content in big]
+    write("corpus-6.zip", zip_of(big), big_members)
+    write("stored.zip", zip_of(big, zipfile.ZIP_STORED), big_members)
+    write("corpus.tar", tar, big_members)
+    write("corpus.tar.gz", gzip_of(tar), big_members)
+    write("corpus.gz", gzip_of(data), [data])
+    for method in ("Deflate", "Deflate64"):
+        name = f"{method.lower()}.zip"
+        write(name, made_by(["7zz", "a", "-tzip", f"-mm={method}", "{}"], big, name), big_members)
+    write("corpus-mszip.cab", made_by(["gcab", "-czn", "{}"], big, "corpus-mszip.cab"), big_members)
+    write("lzx.cab", *sample_cabinet())
+    small_members = [content for _, content in small]
+    write("many-small.zip", zip_of(small), small_members)
+    write("many-small.tar", tar_of(small), small_members)
+    write("nested.zip", nested(leaves), leaves)
+    write("tiny.zip", zip_of(tiny), [tiny[0][1]])
+    small_files(os.path.join(folder, "small-files"), data)
+    with open(os.path.join(folder, "manifest.tsv"), "w", encoding="ascii") as f:
+        f.writelines(manifest)
 
 
 if __name__ == "__main__":

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What a user writes to see everything in a nested ZIP with a tool that does not descend: extract, look for archives
-# among what came out, extract those, until there are none.
+# among what came out, extract those, until there are none, and read the leaves.
 set -eu
 tool=$1
 dir=$(mktemp -d)
@@ -19,3 +19,4 @@ while mapfile -t archives < <(find "$dir" -name '*.zip') && [ ${#archives[@]} -n
     rm "$archive"
   done
 done
+find "$dir" -type f -exec cat {} +

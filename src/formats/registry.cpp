@@ -6,9 +6,11 @@
 #include "formats/classic/arj/arj_detect.h"
 #include "formats/classic/bzip2/bzip2_detect.h"
 #include "formats/classic/gzip/gzip_detect.h"
+#include "formats/classic/gzip/gzip_handler.h"
 #include "formats/classic/lha/lha_detect.h"
 #include "formats/classic/qxzip/qxzip_detect.h"
 #include "formats/classic/tar/tar_detect.h"
+#include "formats/classic/tar/tar_handler.h"
 #include "formats/classic/unixz/unixz_detect.h"
 #include "formats/classic/zip/zip_detect.h"
 #include "formats/classic/zip/zip_handler.h"
@@ -35,8 +37,8 @@ constexpr std::array kRows = {
     FormatEntry{5, chm::DetectChm, nullptr, {"ITSF"}},
     FormatEntry{1, arj::DetectArj, nullptr},
     FormatEntry{8, lha::DetectLha, nullptr, {"-l", 2}},
-    FormatEntry{13, tar::DetectTar, nullptr},  // before GZIP: a tar inside gzip is a tar
-    FormatEntry{7, gzip::DetectGzip, nullptr, {"\x1F\x8B\x08"}},
+    FormatEntry{13, tar::DetectTar, tar::CreateTarHandler},  // before GZIP: a tar inside gzip is a tar
+    FormatEntry{7, gzip::DetectGzip, gzip::CreateGzipHandler, {"\x1F\x8B\x08"}},
     FormatEntry{2, bzip2::DetectBzip2, nullptr, {"BZh"}},
     FormatEntry{15, unixz::DetectUnixZ, nullptr, {"\x1F\x9D"}},
     FormatEntry{14, tnef::DetectTnef, nullptr, {"\x78\x9F\x3E\x22"}},

@@ -35,19 +35,8 @@ ZipMember Hello(uint32_t method = 8) {
   return Hello([=](ZipMember& m) { m.method = method; });
 }
 
-// The walk as one line: name=content, a name without content when the extraction failed ("!2": with that
-// memberStatus, unless 1), and "$" when the walk came to its end.
 std::string WalkOf(const Bytes& bytes, uint32_t max_bytes = 0) {
-  const Walk walk = WalkWith(kZip, bytes.data, max_bytes);
-  std::string text;
-  for (const WalkedMember& member : walk.members) {
-    text += member.name;
-    if (member.extracted || !member.data.empty()) text += "=" + Text(member.data);
-    if (!member.extracted) text += "!";
-    if (member.status != 1) text += std::to_string(member.status);
-    text += " ";
-  }
-  return text + (walk.finished ? "$" : "damaged");
+  return WalkText(kZip, bytes.data, max_bytes);
 }
 std::string WalkOf(const std::vector<ZipMember>& members) { return WalkOf(BuildZip(members).bytes); }
 std::string WalkOf(const ZipMember& member) { return WalkOf(std::vector{member}); }

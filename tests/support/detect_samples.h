@@ -8,6 +8,7 @@
 #include "core/crc32.h"
 #include "core/memory_stream.h"
 #include "support/bytes.h"
+#include "support/tar_builder.h"
 
 namespace brix {
 
@@ -32,14 +33,8 @@ inline Bytes LhaSample(std::string_view method = "-lh5-", uint32_t size = 30) {
   return Bytes().U8(size).U8(sum & 0xFF).Raw(header);
 }
 
-// A header block; the checksum field is filled in last.
 inline Bytes TarSample(std::string_view size = "00000000144", std::string_view name = "hello.txt") {
-  Bytes block = Bytes().Text(name).PadTo(124).Text(size).PadTo(148).Text("        ").U8('0').PadTo(512);
-  const uint32_t sum = std::accumulate(block.data.begin(), block.data.end(), 0u);
-  constexpr std::string_view kDigits = "01234567";
-  for (uint32_t i = 0; i < 6; ++i)
-    block.PatchU8(148 + i, static_cast<uint8_t>(kDigits[(sum >> (3 * (5 - i))) & 7]));
-  return block.PatchU8(154, 0);
+  return TarHeader(name, size);
 }
 
 // A gzip file of one stored block. `fields` stand behind the fixed header, as `flags` say.

@@ -61,6 +61,19 @@ Walk WalkWith(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_byt
   return walk;
 }
 
+std::string WalkText(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_bytes) {
+  const Walk walk = WalkWith(type_id, bytes, max_bytes);
+  std::string text;
+  for (const WalkedMember& member : walk.members) {
+    text += member.name;
+    if (member.extracted || !member.data.empty()) text += "=" + Text(member.data);
+    if (!member.extracted) text += "!";
+    if (member.status != 1) text += std::to_string(member.status);
+    text += " ";
+  }
+  return text + (walk.finished ? "$" : "damaged");
+}
+
 void SweepDamage(uint32_t type_id, std::span<const uint8_t> bytes, size_t max_positions) {
   constexpr uint32_t kMaxBytes = 1 << 16;
   for (size_t size = 0; size <= std::min(bytes.size(), max_positions); ++size) {

@@ -28,6 +28,10 @@ struct Walk {
 // limit).
 [[nodiscard]] Walk WalkWith(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_bytes = 0);
 
+// Such a walk as one line: name=content, a name without content when the extraction failed ("!2": with that
+// memberStatus, unless 1), and "$" when the walk came to its end.
+[[nodiscard]] std::string WalkText(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_bytes = 0);
+
 // The two sweeps every format gets: the valid file cut at every length, and every byte in turn set to 00 and
 // FF (at most the first `max_positions`). Each walk must end, stay inside its limits and keep names
 // terminated; a broken promise is a test failure.

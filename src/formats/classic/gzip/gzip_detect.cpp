@@ -11,17 +11,13 @@
 
 #include "core/field_reader.h"
 #include "core/refuse.h"
+#include "formats/classic/gzip/gzip_format.h"
 
 namespace brix::gzip {
 
 namespace {
 
-constexpr std::array<uint8_t, 3> kMagic = {0x1F, 0x8B, 0x08};
-constexpr uint32_t kFlagsAt = 3;
-constexpr uint32_t kFixedHeader = 10;  // bytes
 constexpr uint32_t kMaxText = 1 << 16;
-
-enum Flag : uint8_t { kHeaderCrc = 2, kExtra = 4, kName = 8, kComment = 16 };
 
 // Moves `*at` behind the zero-terminated text that starts there.
 bool SkipText(Stream& in, uint32_t* at) {
@@ -43,11 +39,11 @@ bool LocateGzipData(Stream& in, uint32_t* data_at) {
   FieldReader header(in, 0);
   const uint8_t flags = header.U8(kFlagsAt);
   uint32_t at = kFixedHeader;
-  if ((flags & kExtra) != 0) at += 2u + header.U16(kFixedHeader);
+  if ((flags & kExtra) != 0) at += kExtraLengthBytes + header.U16(kFixedHeader);
   if (!header.ok()) return Refuse("gzip: header cut");
   if ((flags & kName) != 0 && !SkipText(in, &at)) return Refuse("gzip: name without end");
   if ((flags & kComment) != 0 && !SkipText(in, &at)) return Refuse("gzip: comment without end");
-  if ((flags & kHeaderCrc) != 0 && !CheckedAdd(&at, 2)) return Refuse("gzip: header too long");
+  if ((flags & kHeaderCrc) != 0 && !CheckedAdd(&at, kHeaderCrcBytes)) return Refuse("gzip: header too long");
   *data_at = at;
   return true;
 }

@@ -3,7 +3,25 @@
 #include <algorithm>
 #include <numeric>
 
+#include "core/refuse.h"
+
 namespace brix::tar {
+
+namespace {
+
+// Whether the stored checksum parses and equals the sum of the block's bytes, its own field taken as spaces.
+//
+// Kept: bytes are added as unsigned values only; a sum of signed bytes, which some old programs stored, is
+// not tried.
+bool HasValidChecksum(const Block& block) {
+  const auto field = std::span(block).subspan(kChecksumAt, kChecksumWidth);
+  uint32_t stored = 0;
+  if (!ParseOctal(field, &stored)) return false;
+  const uint32_t sum = std::accumulate(block.begin(), block.end(), 0u);
+  return sum - std::accumulate(field.begin(), field.end(), 0u) + kChecksumWidth * ' ' == stored;
+}
+
+}  // namespace
 
 bool ParseOctal(std::span<const uint8_t> field, uint32_t* value) {
   const auto is_digit = [](uint8_t c) { return c >= '0' && c <= '7'; };
@@ -18,14 +36,15 @@ bool ParseOctal(std::span<const uint8_t> field, uint32_t* value) {
   return true;
 }
 
-// Kept: bytes are added as unsigned values only; a sum of signed bytes, which some old programs stored, is
-// not tried.
-bool HasValidChecksum(const Block& block) {
-  const auto field = std::span(block).subspan(kChecksumAt, kChecksumWidth);
-  uint32_t stored = 0;
-  if (!ParseOctal(field, &stored)) return false;
-  const uint32_t sum = std::accumulate(block.begin(), block.end(), 0u);
-  return sum - std::accumulate(field.begin(), field.end(), 0u) + kChecksumWidth * ' ' == stored;
+bool ParseHeader(const Block& block, Header* header) {
+  if (!HasValidChecksum(block)) return Refuse("tar: checksum");
+  if (!ParseSize(block, kSizeAt, &header->size)) return Refuse("tar: size is no number");
+  header->type = block[kTypeAt];
+  return true;
+}
+
+bool IsZero(const Block& block) {
+  return std::all_of(block.begin(), block.end(), [](uint8_t byte) { return byte == 0; });
 }
 
 }  // namespace brix::tar
