@@ -27,4 +27,6 @@ inline uint64_t LoadLe64(const uint8_t* p) {
   return v;
 }
 
+inline uint64_t LoadBe64(const uint8_t* p) { return __builtin_bswap64(LoadLe64(p)); }
+
 }  // namespace brix

@@ -12,6 +12,10 @@ namespace {
 // What a turn's two refills may look at: 8 bytes, 7 behind where the first began.
 constexpr uint32_t kFastInput = 16;
 
+// At the end of the input the zeros behind it may get into `bits`, and what matters is that a turn's bits are still in
+// the input: when it begins, at least 7 bytes before `next` are not used.
+constexpr uint32_t kFastTail = LsbBitReader::kFastBits / 8 - 7;
+
 }  // namespace
 
 // Moves the unread bytes to the front of the piece and reads behind them, until a turn of a fast loop has
@@ -33,12 +37,18 @@ void LsbBitReader::ReadMore() {
   } while (!ended_ && filled < kFastInput);
   next = front;
   end = front + filled;
-  // With more input to come, nothing behind the piece may get into `bits`. At the end the zeros there may, and what
-  // matters is that a turn's bits are still in the input: when it begins, at least 7 bytes before `next` are not used.
-  constexpr uint32_t kFastTail = kFastBits / 8 - 7;
+  // With more input to come, nothing behind the piece may get into `bits`.
   if (ended_) std::memset(front + filled, 0, kSlack);
   const uint32_t reserve = ended_ ? kFastTail : kFastInput;
   fast_end = filled < reserve ? nullptr : end - reserve;
+}
+
+void LsbBitReader::Lend(const uint8_t* input, uint32_t size) {
+  Restart();
+  ended_ = true;
+  next = input;
+  end = input + size;
+  fast_end = size < kFastTail ? nullptr : end - kFastTail;
 }
 
 void LsbBitReader::RefillSlowly() {

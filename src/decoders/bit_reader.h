@@ -41,6 +41,9 @@ class LsbBitReader {
   // The stream to read from until told otherwise; its content is that of the one before.
   void Attach(Stream* in) { in_ = in; }
 
+  // Begins with an input that stands whole in memory, the caller's, with kSlack zeros behind it.
+  void Lend(const uint8_t* input, uint32_t size);
+
   // Makes at least 56 bits available, inventing zeros behind the end of the input.
   void Refill() {
     if (end - next >= 8) {

@@ -5,7 +5,8 @@
 //
 //   bits 0-7    bits to drop in total: code length plus extra bits. Decoders subtract the whole entry from a bit
 //               count of which only the low byte is ever used.
-//   bits 8-11   code length alone: where the extra bits begin
+//   bits 8-11   code length alone: where the extra bits begin. Of a code that reaches into a subtable, both count
+//               what is left behind the root bits, so that 16-bit codes fit.
 //   bit 12      free
 //   bit 13      kTableStop     ends the block, or, with kTableSubtable, no symbol at all
 //   bit 14      kTableSubtable the value is the index of a subtable; bits 8-11 are the bits that index it
@@ -23,7 +24,7 @@ inline constexpr uint32_t kTableSubtable = 1u << 14;
 inline constexpr uint32_t kTableInvalid =
     kTableStop | kTableSubtable;  // no such code, or a symbol not allowed
 inline constexpr uint32_t kTableLiteral = 1u << 31;
-inline constexpr uint32_t kMaxCodeBits = 15;
+inline constexpr uint32_t kMaxCodeBits = 16;  // with at least one root bit
 inline constexpr uint32_t kMaxTableSymbols = 1024;
 
 // The order in which a code's bits leave the bit buffer.
@@ -36,7 +37,7 @@ struct HuffmanTable {
 
 // Builds a table.
 //
-// lengths  code length of each symbol, 0 to 15; 0: the symbol has no code.
+// lengths  code length of each symbol, 0 to kMaxCodeBits; 0: the symbol has no code.
 // symbols  each symbol's entry without its code: flags, value, and the number of extra bits in the low byte.
 //
 // False for an over-subscribed set of lengths, and for an incomplete one, except that a set of one 1-bit code and an

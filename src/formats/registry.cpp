@@ -21,6 +21,7 @@
 #include "formats/mail/mime/mime_detect.h"
 #include "formats/mail/tnef/tnef_detect.h"
 #include "formats/microsoft/cabinet/cabinet_detect.h"
+#include "formats/microsoft/cabinet/cabinet_handler.h"
 #include "formats/microsoft/chm/chm_detect.h"
 #include "formats/microsoft/compound/compound_file.h"
 #include "formats/microsoft/msi/msi_handler.h"
@@ -85,7 +86,7 @@ constexpr std::array kRows = {
     Compound<11>(msi::CreateMsiHandler),
     FormatEntry{21, nsis::DetectNsis, nullptr, {"MZ"}},
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
-    FormatEntry{3, cabinet::DetectCabinet, nullptr},
+    FormatEntry{3, cabinet::DetectCabinet, cabinet::CreateCabinetHandler},
     FormatEntry{12, rar::DetectRar, nullptr},
     FormatEntry{9, mime::DetectMime, nullptr},
 };

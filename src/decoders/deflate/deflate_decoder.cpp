@@ -112,10 +112,21 @@ bool DeflateDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   }
 }
 
+bool DeflateDecoder::LendInput(std::span<const uint8_t> input) {
+  if (!TakeMemory()) return false;
+  input_.Lend(input.data(), static_cast<uint32_t>(input.size()));
+  return true;
+}
+
 bool DeflateDecoder::DecodeMore(Stream& in, uint32_t wanted, uint32_t* added) {
   *added = 0;
   if (!TakeMemory()) return false;
   input_.Attach(&in);
+  return DecodeMore(wanted, added);
+}
+
+bool DeflateDecoder::DecodeMore(uint32_t wanted, uint32_t* added) {
+  *added = 0;
   if (!failed_ && !ended_) {
     delivered_ = out_;
     Slide();
@@ -124,6 +135,21 @@ bool DeflateDecoder::DecodeMore(Stream& in, uint32_t wanted, uint32_t* added) {
     delivered_ = out_;
   }
   return *added != 0 || !failed_;
+}
+
+void DeflateDecoder::ForgetLast(uint32_t count) { delivered_ = out_ -= count; }
+
+bool DeflateDecoder::AppendZeros(uint32_t count) {
+  if (!TakeMemory()) return false;
+  const uint32_t window = deflate::WindowSize(deflate64());
+  uint8_t* const front = buffer_.data();
+  if (front + window * (1 + kPendingWindows) - out_ < static_cast<ptrdiff_t>(count)) {
+    std::memmove(front, out_ - window, window);
+    out_ = front + window;
+  }
+  std::memset(out_, 0, count);
+  delivered_ = out_ += count;
+  return true;
 }
 
 void DeflateDecoder::Slide() {

@@ -39,8 +39,19 @@ class DeflateDecoder final : public Decoder {
   // What was decoded before a failure is added first; then it shows, and sticks.
   [[nodiscard]] bool DecodeMore(Stream& in, uint32_t wanted, uint32_t* added);
 
+  // The same for a run of blocks whose input stands whole in memory, with kInputSlack zeros behind it: LendInput after
+  // a reset, which fails without memory, then calls without a stream.
+  static constexpr uint32_t kInputSlack = LsbBitReader::kSlack;
+  [[nodiscard]] bool LendInput(std::span<const uint8_t> input);
+  [[nodiscard]] bool DecodeMore(uint32_t wanted, uint32_t* added);
+
   // The output that is still in memory, oldest byte first: at least a window of it, or all. Valid until the next call.
   [[nodiscard]] std::span<const uint8_t> buffered() const { return {buffer_.data(), out_}; }
+
+  // For chained runs of blocks, between two of them: takes back the last `count` bytes of buffered(), or adds as
+  // many zeros, at most a window, in the place of a run that was lost. The latter is false without memory.
+  void ForgetLast(uint32_t count);
+  [[nodiscard]] bool AppendZeros(uint32_t count);
 
   // Begins a new stream: input from offset 0, output from offset 0, no history.
   void Reset() override;

@@ -59,7 +59,7 @@ BRIX_ALWAYS_INLINE uint32_t SubtableIndex(uint64_t bits, uint32_t entry) {
 template <bool kDeflate64, bool kBmi2>
 BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in, Output& output) {
   // A distance takes at most this many bits, and the next symbol's lookup the root bits.
-  constexpr uint32_t kDistanceBits = kMaxCodeBits + (kDeflate64 ? 14 : 13);
+  constexpr uint32_t kDistanceBits = 15 + (kDeflate64 ? 14 : 13);
   const uint64_t litlen_mask = (uint64_t{1} << tables.litlen_bits) - 1;
   const uint64_t distance_mask = (uint64_t{1} << tables.distance_bits) - 1;
   const uint32_t* const litlen = tables.litlen.data();

@@ -7,22 +7,9 @@
 #include "core/field_reader.h"
 #include "core/refuse.h"
 #include "formats/common/signature_scan.h"
+#include "formats/microsoft/cabinet/cabinet_format.h"
 
 namespace brix::cabinet {
-
-namespace {
-
-// Of the header, little-endian.
-constexpr uint32_t kCabinetSizeAt = 8;
-constexpr uint32_t kFirstFileAt = 16;
-constexpr uint32_t kFolderCountAt = 26;
-constexpr uint32_t kFileCountAt = 28;
-
-constexpr uint32_t kHeaderBytes = 36;
-constexpr uint32_t kMaxCabinetSize = 0x40000000;
-constexpr uint32_t kSpareFolders = 10;
-
-}  // namespace
 
 bool LocateCabinet(Stream& in, uint32_t* header_at) {
   uint32_t at = 0;
