@@ -18,6 +18,7 @@
 #include "formats/mail/tnef/tnef_detect.h"
 #include "formats/microsoft/cabinet/cabinet_detect.h"
 #include "formats/microsoft/chm/chm_detect.h"
+#include "formats/microsoft/chm/chm_handler.h"
 #include "formats/microsoft/sfx/sfx_detect.h"
 #include "formats/microsoft/szdd/szdd_handler.h"
 
@@ -30,7 +31,7 @@ constexpr std::array kRows = {
     FormatEntry{16, zip::DetectZip,
                 zip::CreateZipHandler},  // before SFX: a stub with an intact directory is a ZIP
     FormatEntry{6, sfx::DetectSfx, nullptr},
-    FormatEntry{5, chm::DetectChm, nullptr},
+    FormatEntry{5, chm::DetectChm, chm::CreateChmHandler},
     FormatEntry{1, arj::DetectArj, nullptr},
     FormatEntry{8, lha::DetectLha, nullptr},
     FormatEntry{13, tar::DetectTar, nullptr},  // before GZIP: a tar inside gzip is a tar
