@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <new>
 
 #include "core/field_reader.h"
@@ -33,7 +34,9 @@ bool CompressedContent::Open(Stream* in, const ContentParts& parts) {
   in_ = in;
   parts_ = parts;
   decoder_.reset();
-  last_bytes_ = {};
+  decoded_any_ = false;
+  bytes_ = {};
+  cache_.fill({});
   allowance_ = kFirstAllowance;
   return ReadControlData(parts.control_data) && ReadResetTable(parts.reset_table);
 }
@@ -86,7 +89,7 @@ bool CompressedContent::Extract(uint32_t offset, uint32_t size, Stream& out, uin
     if (frame >= frame_count_) return Refuse("chm: member goes on behind the last frame");
     if (!LoadFrame(frame)) return false;
     const uint32_t run = std::min(kFrameBytes - skip, size - *written);
-    if (!WriteExact(out, *written, last_bytes_.data() + skip, run)) return false;
+    if (!WriteExact(out, *written, bytes_.data() + skip, run)) return false;
     *written += run;
     skip = 0;
     ++frame;
@@ -95,28 +98,52 @@ bool CompressedContent::Extract(uint32_t offset, uint32_t size, Stream& out, uin
 }
 
 bool CompressedContent::LoadFrame(uint32_t frame) {
-  if (!last_bytes_.empty() && frame == last_frame_) return true;
+  if ((!bytes_.empty() && frame == loaded_) || FindCached(frame)) return true;
+  bytes_ = {};
   const uint32_t reset_point = frame - frame % frames_per_reset_;
-  const bool goes_on = !last_bytes_.empty() && last_frame_ >= reset_point && last_frame_ < frame;
-  for (uint32_t i = goes_on ? last_frame_ + 1 : reset_point; i <= frame; ++i) {
-    if (i != frame && allowance_-- == 0) {
-      allowance_ = 0;
-      return Refuse("chm: too many frames decoded in vain");
-    }
-    if (!DecodeFrame(i)) return false;
+  const bool goes_on = decoded_any_ && decoded_ >= reset_point && decoded_ < frame;
+  if (decoded_any_ && frame <= decoded_ && cache_memory_.size() == 0 &&
+      !cache_memory_.TryResize(cache_.size() * kFrameBytes)) {
+    return false;
   }
-  return true;
+  for (uint32_t i = goes_on ? decoded_ + 1 : reset_point;; ++i) {
+    if (!DecodeFrame(i)) return false;
+    if (i == frame) return true;
+    if (allowance_ == 0) return Refuse("chm: too many frames decoded in vain");
+    --allowance_;
+  }
+}
+
+bool CompressedContent::FindCached(uint32_t frame) {
+  for (CachedFrame& cached : cache_) {
+    if (cached.last_use == 0 || cached.frame != frame) continue;
+    cached.last_use = ++uses_;
+    loaded_ = frame;
+    bytes_ = {cache_memory_.data() + (&cached - cache_.data()) * kFrameBytes, kFrameBytes};
+    return true;
+  }
+  return false;
+}
+
+// Puts what was decoded in the place of the frame that was not used for the longest time.
+void CompressedContent::Cache() {
+  if (cache_memory_.size() == 0) return;
+  CachedFrame& oldest = *std::ranges::min_element(cache_, {}, &CachedFrame::last_use);
+  oldest = {loaded_, ++uses_};  // 2^32 uses would only spoil the order
+  std::memcpy(cache_memory_.data() + (&oldest - cache_.data()) * kFrameBytes, bytes_.data(), kFrameBytes);
 }
 
 bool CompressedContent::DecodeFrame(uint32_t frame) {
-  last_bytes_ = {};
+  decoded_any_ = false;
   if (decoder_ == nullptr) decoder_.reset(new (std::nothrow) LzxDecoder(window_bits_, 1));
   if (decoder_ == nullptr) return false;
   if (frame % frames_per_reset_ == 0 && !decoder_->Reset()) return false;
   std::span<uint8_t> packed;
   if (!ReadFrame(frame, &packed)) return false;
-  if (!decoder_->DecodeBlock(packed, false, kFrameBytes, &last_bytes_)) return false;
-  last_frame_ = frame;
+  if (!decoder_->DecodeBlock(packed, false, kFrameBytes, &bytes_)) return false;
+  decoded_any_ = true;
+  decoded_ = loaded_ = frame;
+  Cache();
   return true;
 }
 

@@ -1,6 +1,7 @@
 // chm_content.h - the compressed section of a help file, as a readable range of bytes.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -19,8 +20,10 @@ struct ContentParts {
   uint32_t content_bytes;
 };
 
-// Frames of 32,768 bytes, of which some are reset points. The frame decoded last is kept, with the decoder, so that
-// members taken in stored order cost one pass; an earlier byte costs decoding from the reset point before it.
+// Frames of 32,768 bytes, of which some are reset points. The frame decoded last is kept, with the decoder, so
+// that members whose content follows each other cost one pass; an earlier byte costs decoding from the reset point
+// before it. Directories are sorted by name and content often is not: from the first step back on, the last 16 frames
+// are kept, too.
 class CompressedContent {
  public:
   // Reads the control data and the reset table's header.
@@ -33,6 +36,8 @@ class CompressedContent {
   [[nodiscard]] bool ReadControlData(uint32_t at);
   [[nodiscard]] bool ReadResetTable(uint32_t at);
   [[nodiscard]] bool LoadFrame(uint32_t frame);
+  [[nodiscard]] bool FindCached(uint32_t frame);
+  void Cache();
   [[nodiscard]] bool DecodeFrame(uint32_t frame);
   [[nodiscard]] bool ReadFrame(uint32_t frame, std::span<uint8_t>* packed);
 
@@ -45,10 +50,21 @@ class CompressedContent {
   uint32_t compressed_bytes_ = 0;  // where the last frame ends
 
   std::unique_ptr<LzxDecoder> decoder_;
-  MemoryBlock packed_;  // a frame's compressed bytes
-  uint32_t last_frame_ = 0;
-  std::span<const uint8_t> last_bytes_;  // of the frame decoded last; empty: none
-  uint32_t allowance_ = 0;               // frames that may still be decoded to be thrown away
+  MemoryBlock packed_;              // a frame's compressed bytes
+  uint32_t decoded_ = 0;            // the frame that the decoder decoded last, and
+  bool decoded_any_ = false;        // whether it can go on behind it
+  uint32_t loaded_ = 0;             // the frame of these bytes, which are the decoder's or the cache's
+  std::span<const uint8_t> bytes_;  // empty: none
+
+  struct CachedFrame {
+    uint32_t frame = 0;
+    uint32_t last_use = 0;  // 0: holds nothing
+  };
+  MemoryBlock cache_memory_;  // empty while frames are read in order
+  std::array<CachedFrame, 16> cache_;
+  uint32_t uses_ = 0;
+
+  uint32_t allowance_ = 0;  // frames that may still be decoded to be thrown away
 };
 
 }  // namespace brix::chm
