@@ -66,9 +66,9 @@ TEST(Lzx, DamageIsRefusedAndSticks) {
   };
   LzxBuilder trees(15);
   trees.Put(0, 1).Put(1, 3).Put(4, 24);
-  LzxBuilder over = trees, wrong = trees;
-  over.Put(0x1110, 16).Put(0, 64 + 400);              // a pretree of three 1-bit codes
-  wrong.Put(0, 52).Put(1, 4).Put(0, 24).Put(0, 400);  // a single code, then none of its kind
+  LzxBuilder over = trees, empty = trees;
+  over.Put(0x1110, 16).Put(0, 64).Put(0, 64).Put(0, 64);  // a pretree of three 1-bit codes
+  empty.Put(0, 64).Put(0, 16).Put(0, 64).Put(0, 64);
   ExpectRows<Data, bool>(
       {
           {"block type 0", raw(0), false},
@@ -76,7 +76,7 @@ TEST(Lzx, DamageIsRefusedAndSticks) {
           {"type 7", raw(7), false},
           {"an uncompressed block cut in its header", raw(3), false},
           {"over-subscribed pretree", over.TakeUnit(), false},
-          {"no trees at all", wrong.TakeUnit(), false},
+          {"a pretree without codes", empty.TakeUnit(), false},
           {"nothing", {}, false},
       },
       [](const Data& unit) {
