@@ -73,7 +73,6 @@ TEST(Lzx, DamageIsRefusedAndSticks) {
       {
           {"block type 0", raw(0), false},
           {"block type 4", raw(4), false},
-          {"type 7", raw(7), false},
           {"an uncompressed block cut in its header", raw(3), false},
           {"over-subscribed pretree", over.TakeUnit(), false},
           {"a pretree without codes", empty.TakeUnit(), false},

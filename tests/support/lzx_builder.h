@@ -40,7 +40,7 @@ class LzxBuilder {
     }
     return *this;
   }
-  // The bytes of the unit; the next one begins. `plain` may be cleared between units only with an empty window.
+  // The bytes of the unit; the next one begins.
   Data TakeUnit() {
     Put(0, -used_ % 16);
     return std::exchange(unit, {});
