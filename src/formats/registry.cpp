@@ -23,6 +23,7 @@
 #include "formats/microsoft/cabinet/cabinet_detect.h"
 #include "formats/microsoft/cabinet/cabinet_handler.h"
 #include "formats/microsoft/chm/chm_detect.h"
+#include "formats/microsoft/chm/chm_handler.h"
 #include "formats/microsoft/compound/compound_file.h"
 #include "formats/microsoft/msi/msi_handler.h"
 #include "formats/microsoft/msi/msi_name.h"
@@ -68,7 +69,7 @@ constexpr std::array kRows = {
     FormatEntry{16, zip::DetectZip,
                 zip::CreateZipHandler},  // before SFX: a stub with an intact directory is a ZIP
     FormatEntry{6, sfx::DetectSfx, sfx::CreateSfxHandler, {"MZ"}},
-    FormatEntry{5, chm::DetectChm, nullptr, {"ITSF"}},
+    FormatEntry{5, chm::DetectChm, chm::CreateChmHandler, {"ITSF"}},
     FormatEntry{1, arj::DetectArj, nullptr},
     FormatEntry{8, lha::DetectLha, nullptr, {"-l", 2}},
     FormatEntry{13, tar::DetectTar, tar::CreateTarHandler},  // before GZIP: a tar inside gzip is a tar

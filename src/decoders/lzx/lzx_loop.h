@@ -197,10 +197,22 @@ inline void CopyAround(Output& output, uint32_t to, uint32_t distance, uint32_t 
   }
 }
 
+// Copies a match whose source stands behind it in the ring, far enough not to overlap. Both may be overrun by
+// kMatchSlack bytes.
+BRIX_ALWAYS_INLINE void CopyAhead(uint8_t* to, const uint8_t* from, uint32_t length) {
+  const uint8_t* const end = to + length;
+  do {
+    std::memcpy(to, from, 16);
+    std::memcpy(to + 16, from + 16, 16);
+    to += 32;
+    from += 32;
+  } while (to < end);
+}
+
 // Decodes up to `count` bytes, fewer by one or two at the end. False: no such code, a match that goes on behind
 // the chunk, or the end of the input. The chunk does not come to the ring's end.
 template <bool kAligned>
-BRIX_ALWAYS_INLINE bool FastLoop(const Tables& tables, Bits& bits, Output& output, uint32_t* count) {
+[[gnu::noinline]] bool FastLoop(const Tables& tables, Bits& bits, Output& output, uint32_t* count) {
   uint8_t* const ring = output.ring;
   uint8_t* out = ring + output.position;
   uint8_t* const begin = out;
@@ -209,6 +221,8 @@ BRIX_ALWAYS_INLINE bool FastLoop(const Tables& tables, Bits& bits, Output& outpu
   const uint8_t* const input_stop = bits.stop();
   const uint32_t* const table = tables.main.data();
   const uint32_t shift = tables.main_shift;
+  const uint32_t ring_bytes = output.ring_bytes;
+  const bool ring_full = output.ring_full;
   Cursor in = bits;
   auto [r0, r1, r2] = *output.repeated;
   bool good = false;
@@ -255,6 +269,9 @@ BRIX_ALWAYS_INLINE bool FastLoop(const Tables& tables, Bits& bits, Output& outpu
       entry = table[in.bits >> shift];
       if (r0 <= out - ring) [[likely]] {
         CopyMatch(out, r0, length);
+      } else if (const uint8_t* const from = out + (ring_bytes - r0);
+                 ring_full && from + length <= ring + ring_bytes) {
+        CopyAhead(out, from, length);
       } else {
         CopyAround(output, static_cast<uint32_t>(out - ring), r0, length);
       }
