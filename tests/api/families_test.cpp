@@ -104,6 +104,21 @@ TEST(Families, SeeTheSameMembersAtTheSameLevels) {
   EXPECT_EQ(ByName(content), toolkit);
 }
 
+TEST(Families, SeeThroughFormatsInFormats) {
+  Bytes content;
+  content.data = Fixture("nested/setup.exe");
+  const Lines toolkit = ByToolkit(content);
+  Lines names;  // without the contents, which the families compare with each other
+  for (const std::string& line : toolkit) names.push_back(line.substr(0, line.find(' ', 2)));
+  const Lines expected = {"1 setup.msi",   "2 Setup.cab", "3 files.tgz", "4 note.txt",
+                          "4 package.doc", "5 note.txt",  "3 plain.txt", "2 readme.txt"};
+  EXPECT_EQ(names, expected);
+  EXPECT_EQ(toolkit.back(), "2 readme.txt read me, in the database\n");
+  EXPECT_EQ(BySession(content), toolkit);
+  EXPECT_EQ(ByInterrupting(content), toolkit);
+  EXPECT_EQ(ByName(content), toolkit);
+}
+
 TEST(Families, KeepsTheirAnswersToALimitApart) {
   constexpr uint32_t kMebibyte = 1 << 20;
   const struct {
