@@ -173,13 +173,17 @@ bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_
   Sort(lengths, &codes);
   const Completeness completeness = Judge(codes);
   if (completeness == Completeness::kInvalid) return false;
-  table->root_bits = std::clamp(codes.longest, 1u, table->root_bits);
+  table->root_bits = std::clamp(codes.longest, table->least_root_bits, table->root_bits);
   if ((size_t{1} << table->root_bits) > table->entries.size()) return false;
   if (completeness != Completeness::kComplete) {
     // One bit of input decides: the single code is a 0 bit in either order.
-    table->entries[0] = completeness == Completeness::kSingleBit ? WithLength(symbols[codes.symbol[0]], 1)
-                                                                 : WithLength(kTableInvalid, 1);
-    table->entries[1] = WithLength(kTableInvalid, 1);
+    const uint32_t invalid = WithLength(kTableInvalid, 1);
+    const uint32_t single =
+        completeness == Completeness::kSingleBit ? WithLength(symbols[codes.symbol[0]], 1) : invalid;
+    const uint32_t deciding = order == BitOrder::kLsbFirst ? 0 : table->root_bits - 1;
+    for (uint32_t i = 0; i < 1u << table->root_bits; ++i) {
+      table->entries[i] = (i >> deciding & 1) == 0 ? single : invalid;
+    }
     return true;
   }
   return order == BitOrder::kLsbFirst ? FillLsbFirst(codes, symbols, table->root_bits, table->entries)

@@ -31,8 +31,9 @@ inline constexpr uint32_t kMaxTableSymbols = 1024;
 enum class BitOrder { kLsbFirst, kMsbFirst };
 
 struct HuffmanTable {
-  std::span<uint32_t> entries;  // room for the root part and all subtables
-  uint32_t root_bits;           // in: the most to use; out: what is used, shrunk to the longest code
+  std::span<uint32_t> entries;   // room for the root part and all subtables
+  uint32_t root_bits;            // in: the most to use; out: what is used, shrunk to the longest code
+  uint32_t least_root_bits = 1;  // but not below this; the same as the most makes the mask a constant
 };
 
 // Builds a table.

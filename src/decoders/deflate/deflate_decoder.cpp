@@ -273,11 +273,10 @@ bool DeflateDecoder::ReadDynamicTables() {
     precode[kPrecodeOrder[i]] = static_cast<uint8_t>(input_.Read(3));
   if (!input_.ok()) return Refuse("deflate: input ends inside a block header");
   // The tables of the block serve as room for the table of its header.
-  HuffmanTable table{tables_->dynamic.litlen, deflate::kPrecodeRootBits};
+  HuffmanTable table{tables_->dynamic.litlen, deflate::kPrecodeRootBits, deflate::kPrecodeRootBits};
   if (!BuildHuffmanTable(precode, kPrecode, BitOrder::kLsbFirst, &table)) {
     return Refuse("deflate: bad code length code");
   }
-  tables_->dynamic.litlen_bits = table.root_bits;
   if (!ReadCodeLengths(litlen_symbols + distance_symbols, lengths.data())) return false;
   if (lengths[deflate::kEndOfBlock] == 0) return Refuse("deflate: no code for the end of the block");
   return BuildTables(lengths.data(), litlen_symbols, lengths.data() + litlen_symbols, distance_symbols,
@@ -288,7 +287,6 @@ bool DeflateDecoder::ReadDynamicTables() {
 // tables. May write one run behind `symbols`.
 bool DeflateDecoder::ReadCodeLengths(uint32_t symbols, uint8_t* lengths) {
   const uint32_t* const table = tables_->dynamic.litlen.data();
-  const uint32_t mask = (1u << tables_->dynamic.litlen_bits) - 1;
   constexpr uint32_t kSymbolsARefill = 4;  // a code of at most 7 bits and 7 more, out of 56
   LocalBits bits(input_);
   uint32_t i = 0;
@@ -296,7 +294,7 @@ bool DeflateDecoder::ReadCodeLengths(uint32_t symbols, uint8_t* lengths) {
     bits.Refill();
     for (uint32_t n = 0; n < kSymbolsARefill && i < symbols; ++n) {
       const uint64_t saved = bits.bits();
-      const uint32_t entry = table[saved & mask];
+      const uint32_t entry = table[saved & deflate::kPrecodeMask];
       bits.Drop(entry & 63);
       if (entry & kTableLiteral) {
         lengths[i++] = static_cast<uint8_t>(entry >> kTableValueShift);
@@ -320,8 +318,8 @@ bool DeflateDecoder::ReadCodeLengths(uint32_t symbols, uint8_t* lengths) {
 bool DeflateDecoder::BuildTables(const uint8_t* litlen_lengths, uint32_t litlen_symbols,
                                  const uint8_t* distance_lengths, uint32_t distance_symbols,
                                  BlockTables* tables) const {
-  HuffmanTable litlen{tables->litlen, deflate::kLitLenRootBits};
-  HuffmanTable distance{tables->distance, deflate::kDistanceRootBits};
+  HuffmanTable litlen{tables->litlen, deflate::kLitLenRootBits, deflate::kLitLenRootBits};
+  HuffmanTable distance{tables->distance, deflate::kDistanceRootBits, deflate::kDistanceRootBits};
   if (!BuildHuffmanTable({litlen_lengths, litlen_symbols}, deflate64() ? kLitLenDeflate64 : kLitLenDeflate,
                          BitOrder::kLsbFirst, &litlen) ||
       !BuildHuffmanTable({distance_lengths, distance_symbols},
@@ -329,8 +327,6 @@ bool DeflateDecoder::BuildTables(const uint8_t* litlen_lengths, uint32_t litlen_
                          &distance)) {
     return Refuse("deflate: over-subscribed or incomplete code");
   }
-  tables->litlen_bits = litlen.root_bits;
-  tables->distance_bits = distance.root_bits;
   return true;
 }
 

@@ -60,10 +60,7 @@ template <bool kDeflate64, bool kBmi2>
 BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in, Output& output) {
   // A distance takes at most this many bits, and the next symbol's lookup the root bits.
   constexpr uint32_t kDistanceBits = 15 + (kDeflate64 ? 14 : 13);
-  const uint64_t litlen_mask = (uint64_t{1} << tables.litlen_bits) - 1;
-  const uint64_t distance_mask = (uint64_t{1} << tables.distance_bits) - 1;
   const uint32_t* const litlen = tables.litlen.data();
-  const uint32_t* const distances = tables.distance.data();
   const uint8_t* next = in.next;
   const uint8_t* const fast_end = in.fast_end;
   uint64_t bits = in.bits;
@@ -91,23 +88,23 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
     in.Land(next, bits, static_cast<uint32_t>(count & 63));
     return LoopEnd::kInputLow;
   }
-  uint32_t entry = litlen[bits & litlen_mask];
+  uint32_t entry = litlen[bits & kLitLenMask];
   for (;;) {
     uint64_t saved = bits;
     drop(entry);
     if (entry & kTableLiteral) {
       *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
-      entry = litlen[bits & litlen_mask];
+      entry = litlen[bits & kLitLenMask];
       saved = bits;
       drop(entry);
       if (entry & kTableLiteral) {
         *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
-        entry = litlen[bits & litlen_mask];
+        entry = litlen[bits & kLitLenMask];
         saved = bits;
         drop(entry);
         if (entry & kTableLiteral) {
           *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
-          entry = litlen[bits & litlen_mask];  // looked up before the refill, so that the two loads overlap
+          entry = litlen[bits & kLitLenMask];  // looked up before the refill, so that the two loads overlap
           refill();
           if (next <= fast_end && out < out_stop) continue;
           break;
@@ -121,7 +118,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
         drop(entry);
         if (entry & kTableLiteral) {
           *out++ = static_cast<uint8_t>(entry >> kTableValueShift);
-          entry = litlen[bits & litlen_mask];
+          entry = litlen[bits & kLitLenMask];
           refill();
           if (next <= fast_end && out < out_stop) continue;
           break;
@@ -136,7 +133,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
 
     // Bits so far: two literals and a length, at most 22 + 31 of the 64 that the refill made valid to look
     // at.
-    entry = distances[bits & distance_mask];
+    entry = tables.distance[bits & kDistanceMask];
     if (entry & kTableSubtable) [[unlikely]] {
       if (entry & kTableStop) {
         result = LoopEnd::kBad;
@@ -144,7 +141,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
       }
       if ((count & 63) < kDistanceBits + kLitLenRootBits) refill();
       drop(entry);
-      entry = distances[SubtableIndex(bits, entry)];
+      entry = tables.distance[SubtableIndex(bits, entry)];
       if (entry & kTableSubtable) {
         result = LoopEnd::kBad;
         goto done;
@@ -159,7 +156,7 @@ BRIX_ALWAYS_INLINE LoopEnd FastLoop(const BlockTables& tables, LsbBitReader& in,
       result = LoopEnd::kBad;
       goto done;
     }
-    entry = litlen[bits & litlen_mask];
+    entry = litlen[bits & kLitLenMask];
     refill();
     CopyMatch(out, distance, length);
     out += length;
@@ -176,8 +173,6 @@ done:
 // One symbol a turn, checked at every step.
 template <bool kDeflate64>
 LoopEnd CarefulLoop(const BlockTables& tables, LsbBitReader& in, Output& output) {
-  const uint64_t litlen_mask = (uint64_t{1} << tables.litlen_bits) - 1;
-  const uint64_t distance_mask = (uint64_t{1} << tables.distance_bits) - 1;
   LocalBits bits(in);
   const auto next_symbol = [&](const uint32_t* table, uint64_t mask, uint32_t* value) {
     bits.Refill();  // at least 56 bits: a symbol takes at most 15 + 16
@@ -194,7 +189,7 @@ LoopEnd CarefulLoop(const BlockTables& tables, LsbBitReader& in, Output& output)
   LoopEnd result = LoopEnd::kOutputFull;
   while (out < output.out_stop) {
     uint32_t value = 0;
-    const uint32_t entry = next_symbol(tables.litlen.data(), litlen_mask, &value);
+    const uint32_t entry = next_symbol(tables.litlen.data(), kLitLenMask, &value);
     result = LoopEnd::kBad;
     if (!bits.ok() || (entry & kTableInvalid) == kTableInvalid) break;
     if (entry & kTableLiteral) {
@@ -207,7 +202,7 @@ LoopEnd CarefulLoop(const BlockTables& tables, LsbBitReader& in, Output& output)
       break;
     }
     uint32_t distance = 0;
-    const uint32_t distance_entry = next_symbol(tables.distance.data(), distance_mask, &distance);
+    const uint32_t distance_entry = next_symbol(tables.distance.data(), kDistanceMask, &distance);
     if (!bits.ok() || (distance_entry & kTableInvalid) == kTableInvalid) break;
     if (distance > static_cast<uint64_t>(out - output.begin)) break;
     CopyMatch(out, distance, value);

