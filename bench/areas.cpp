@@ -28,7 +28,15 @@ Goal Time(const char* peer, double floor = 0, double goal = 0) {
 }
 
 // Who walks `file` beside us; and whether it is a nest, in which a member in a host's stream would not be looked into.
-enum Peer : uint32_t { kLibarchive = 1, kThinZip = 2, kThinGzip = 4, kMspack = 8, kMemcpy = 16, kNest = 32 };
+enum Peer : uint32_t {
+  kLibarchive = 1,
+  kThinZip = 2,
+  kThinGzip = 4,
+  kMspack = 8,
+  kMspackHelp = 16,
+  kMemcpy = 32,
+  kNest = 64
+};
 
 Row Walk(const char* name, const char* title, const char* file, uint32_t peers,
          const std::vector<Goal>& goals, uint32_t repeats = 1) {
@@ -48,31 +56,31 @@ Row Walk(const char* name, const char* title, const char* file, uint32_t peers,
             if ((peers & kThinZip) != 0) add("libdeflate", WalkZipWithLibdeflate);
             if ((peers & kThinGzip) != 0) add("libdeflate", WalkGzipWithLibdeflate());
             if ((peers & kMspack) != 0) add("libmspack", WalkCabinetWithMspack);
+            if ((peers & kMspackHelp) != 0) add("libmspack", WalkHelpWithMspack);
             if ((peers & kMemcpy) != 0) area.contenders.push_back(Memcpy(data, file));
             return area;
           }};
 }
 
-// A program's name in the table, and its command: {} is the file, {brix} our program, {loop} nested_loop.sh. One with a |
-// is the shell's.
+// A program's name in the table, its command, and what that writes: {} is the file, {brix} our program, {loop}
+// nested_loop.sh. One with a | is the shell's.
 struct Command {
   std::string name;
   std::string line;
+  Writes writes = Writes::kMembers;
 };
 
-const Command kBrix = {"brix", "{brix} ls {}"};
+const Command kBrix = {"brix", "{brix} ls {}", Writes::kListing};
 const Command kBsdtar = {"bsdtar", "bsdtar -xOf {}"};
 const Command kSevenZip = {"7zz", "7zz x -so -mmt1 {}"};
+const Command kCabextract = {"cabextract", "cabextract -qp {}"};
 
 Row Programs(const char* name, const char* title, const char* file, const std::vector<Command>& commands,
              const std::vector<Goal>& goals, uint32_t repeats = 1) {
   return {name, [=](const Data& data) {
             Area area{std::string(title) + ", programs", {}, goals, data.Expected(file), repeats};
             for (const Command& command : commands) {
-              area.contenders.push_back(Program(command.name, command.line, data.Path(file),
-                                                command.name == "brix"   ? Writes::kListing
-                                                : command.name == "true" ? Writes::kNothing
-                                                                         : Writes::kMembers));
+              area.contenders.push_back(Program(command.name, command.line, data.Path(file), command.writes));
             }
             return area;
           }};
@@ -118,7 +126,8 @@ const std::vector<Row>& Rows() {
       Walk("gzip", "GZIP of 48 MB", "corpus.gz", kLibarchive | kThinGzip,
            {Speed(kStream, "libdeflate", 0.90, 1.00), Speed(kMemory, "libdeflate", 0.90, 1.00)}),
       Programs("gzip-process", "GZIP of 48 MB", "corpus.gz",
-               {kBrix,
+               {{"brix", "{brix} cat {} unknown"},  // what a member without a name is called
+                {"brix ls", kBrix.line, kBrix.writes},
                 {"igzip", "igzip -dc {}"},
                 {"libdeflate-gzip", "libdeflate-gzip -dc {}"},
                 {"gzip", "gzip -dc {}"},
@@ -140,10 +149,23 @@ const std::vector<Row>& Rows() {
       Walk("cabinet-mszip", "Cabinet of MSZIP", "corpus-mszip.cab", kLibarchive | kMspack,
            {Speed(kStream, "libarchive", 1.90, 2.10), Speed(kStream, "libmspack")}),
       Programs("cabinet-mszip-process", "Cabinet of MSZIP", "corpus-mszip.cab",
-               {kBrix, kBsdtar, kSevenZip, {"cabextract", "cabextract -qp {}"}},
-               {Time("bsdtar", 0.55), Time("7zz")}),
+               {kBrix, kBsdtar, kSevenZip, kCabextract}, {Time("bsdtar", 0.55), Time("7zz")}),
       Walk("cabinet-lzx", "Cabinet of LZX, one sample of 0.9 MB", "lzx.cab", kLibarchive | kMspack,
            {Speed(kStream, "libmspack", 1.80), Speed(kStream, "libarchive")}, 20),
+      Programs("cabinet-lzx-process", "Cabinet of LZX, one sample of 0.9 MB", "lzx.cab",
+               {kBrix, kBsdtar, kSevenZip, kCabextract}, {Time("7zz", 0.95, 0.80), Time("cabextract")}, 20),
+      Walk("cabinet-quantum", "Cabinet of Quantum", "quantum.cab", kMspack,
+           {Speed(kStream, "libmspack", 1.50, 2.00), Speed(kMemory, "libmspack", 1.50, 2.00)}),
+      Programs("cabinet-quantum-process", "Cabinet of Quantum", "quantum.cab",
+               {kBrix, kSevenZip, kCabextract}, {Time("7zz", 0.95, 0.70), Time("cabextract")}),
+      Walk("help", "Compiled help of 500 pages", "help.chm", kMspackHelp,
+           {Speed(kStream, "libmspack", 1.50, 1.80), Speed(kMemory, "libmspack", 1.50, 1.80)}),
+      Programs("help-process", "Compiled help of 500 pages", "help.chm",
+               {kBrix, {"7zz", kSevenZip.line + " page*"}}, {Time("7zz", 1.00, 0.90)}),
+      Walk("installer", "Installer database of 4 streams", "streams.msi", kMemcpy,
+           {Speed(kStream, "memcpy"), Speed(kMemory, "memcpy")}),
+      Programs("installer-process", "Installer database of 4 streams", "streams.msi",
+               {kBrix, {"7zz", kSevenZip.line + " Stream*"}}, {Time("7zz", 1.50, 1.00)}, 10),
 
       {"detect-files", DetectFiles},
       {"detect-memory", DetectMemory},
@@ -154,7 +176,8 @@ const std::vector<Row>& Rows() {
                {kBrix, {"7zz in a loop", "{loop} 7zz {}"}, {"bsdtar in a loop", "{loop} bsdtar {}"}},
                {Speed("brix", "7zz in a loop", 30, 60), Speed("brix", "bsdtar in a loop")}),
       Programs(
-          "start", "Start, with a ZIP of 6 bytes", "tiny.zip", {kBrix, {"true", "true"}, kBsdtar, kSevenZip},
+          "start", "Start, with a ZIP of 6 bytes", "tiny.zip",
+          {kBrix, {"true", "true", Writes::kNothing}, kBsdtar, kSevenZip},
           {{Measure::kExtraMs, "brix", "true", 1.5, 0.5}, {Measure::kExtraWall, "brix", "true", 1.5, 0.5}},
           30),
   };

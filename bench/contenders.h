@@ -24,6 +24,7 @@ bool WalkWithLibarchive(ByteSpan archive, Sink& sink);
 bool WalkZipWithLibdeflate(ByteSpan archive, Sink& sink);
 std::function<bool(ByteSpan, Sink&)> WalkGzipWithLibdeflate();
 bool WalkCabinetWithMspack(ByteSpan archive, Sink& sink);
+bool WalkHelpWithMspack(ByteSpan archive, Sink& sink);
 
 // The limit: the archive's bytes copied piece by piece into a buffer that stays in the cache.
 Contender Memcpy(const Data& data, const std::string& archive);

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the inputs of the benchmarks in a folder.
 
-usage: make_data.py FOLDER
+usage: make_data.py FOLDER [PROGRAM]
 
 corpus-6.zip        16 members of 3 MB: headers, documentation and scripts of installed packages, then programs; and the
                     same 48 MB as stored.zip, corpus.tar, corpus.tar.gz, corpus.gz, corpus-mszip.cab (gcab),
@@ -11,6 +11,10 @@ nested.zip          four levels, 187 containers, 2,016 leaves
 tiny.zip            one member of a few bytes
 lzx.cab             cab/gocab__lzx.cab of the sample archives whose folder BRIX_CORPUS names, since nothing packaged makes
                     LZX; what is in it by cabextract
+quantum.cab         10 MB from the middle of the 48, half text and half programs, by PROGRAM, which is pack_quantum as run.py
+                    builds it
+help.chm            500 pages of 42,000 bytes of text (chmcmd)
+streams.msi         4 streams of 3.7 MB (msibuild)
 small-files/        5,000 files of at most some KB, half of them containers of seven kinds
 manifest.tsv        for each archive its members, their bytes and the sum of their Adler-32, by which outputs are
                     checked; written last
@@ -102,13 +106,14 @@ def mail_of(name, data):
     return mail.as_bytes()
 
 
-def made_by(command, members, output):
-    """What a tool makes of the members, or None when it is not installed. {} in the command is the output."""
+def made_by(command, members, output, others=()):
+    """What a tool makes of the members, or None when it is not installed. {} in the command is the output; the others
+    are there too, but the command does not end with their names."""
     if shutil.which(command[0]) is None:
         print(f"skipped: {output}, because {command[0]} is not installed", file=sys.stderr)
         return None
     with tempfile.TemporaryDirectory() as folder:
-        for name, data in members:
+        for name, data in [*members, *others]:
             path = os.path.join(folder, name)
             with open(path, "wb") as f:
                 f.write(data)
@@ -178,8 +183,35 @@ def sample_cabinet():
         return f.read(), members
 
 
+def help_file(pages):
+    """Mended where chmcmd errs: the number of the first listing chunk, the second class id; and its own read-me,
+    which is not compressed, gets a name that lists it among the format's own parts."""
+    project = "[OPTIONS]\nCompiled file=help.chm\n[FILES]\n" + "".join(name + "\n" for name, _ in pages)
+    made = made_by(["chmcmd", "--no-html-scan"], [("help.hhp", project.encode())], "help.chm", pages)
+    if made is None:
+        return None
+    content = bytearray(made.replace(b"/_#_README_#_", b"::_#README_#_", 1))
+    content[152:156] = bytes(4)
+    content[40] = 0x11
+    return bytes(content)
+
+
+def installer(streams):
+    query = "CREATE TABLE `Binary` (`Name` CHAR(72) NOT NULL, `Data` OBJECT NOT NULL PRIMARY KEY `Name`)"
+    words = [word for name, _ in streams for word in ("-a", name, name)]
+    return made_by(["msibuild", "{}", "-q", query, *words], [], "streams.msi", streams)
+
+
+def packed_by(program, content):
+    if program is None:
+        print("skipped: quantum.cab, because no PROGRAM is named", file=sys.stderr)
+        return None
+    return subprocess.run([program], input=content, stdout=subprocess.PIPE, check=True).stdout
+
+
 def main():
     folder = sys.argv[1]
+    program = sys.argv[2] if len(sys.argv) > 2 else None
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
     data = corpus()
@@ -210,6 +242,12 @@ def main():
         write(name, made_by(["7zz", "a", "-tzip", f"-mm={method}", "{}"], big, name), big_members)
     write("corpus-mszip.cab", made_by(["gcab", "-czn", "{}"], big, "corpus-mszip.cab"), big_members)
     write("lzx.cab", *sample_cabinet())
+    middle = data[LIMIT // 2 - 5_000_000 : LIMIT // 2 + 5_000_000]
+    write("quantum.cab", packed_by(program, middle), [middle])
+    pages = [(f"page{i:03d}.html", data[i * 42_000 : (i + 1) * 42_000]) for i in range(500)]
+    write("help.chm", help_file(pages), [content for _, content in pages])
+    streams = [(f"Stream{i}", data[i * 10_000_000 :][:3_700_000]) for i in range(4)]
+    write("streams.msi", installer(streams), [content for _, content in streams])
     small_members = [content for _, content in small]
     write("many-small.zip", zip_of(small), small_members)
     write("many-small.tar", tar_of(small), small_members)

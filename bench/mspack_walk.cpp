@@ -1,4 +1,4 @@
-// mspack_walk.cpp - libmspack over a cabinet in memory.
+// mspack_walk.cpp - libmspack over a cabinet or a compiled help file in memory.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -60,24 +60,38 @@ mspack_system MemorySystem() {
   return system;
 }
 
-}  // namespace
+// A help file lists its own parts among the pages, by names that no member of our cabinets has.
+bool IsOwnPart(const char* name) { return name[0] == '/' && (name[1] == '#' || name[1] == '$'); }
 
-bool WalkCabinetWithMspack(ByteSpan bytes, Sink& sink) {
+// By a decompressor of cabinets or one of help files: they are called alike.
+template <typename Walker, typename Destroy>
+bool Walk(Walker* (*create)(mspack_system*), Destroy* destroy, ByteSpan bytes, Sink& sink) {
   static mspack_system system = MemorySystem();
   const Medium in = {bytes}, out = {{}, &sink};
-  const std::unique_ptr<mscab_decompressor, decltype(&mspack_destroy_cab_decompressor)> walker(
-      mspack_create_cab_decompressor(&system), &mspack_destroy_cab_decompressor);
-  mscabd_cabinet* const cabinet = walker->open(walker.get(), reinterpret_cast<const char*>(&in));
-  bool ok = cabinet != nullptr;
-  for (mscabd_file* file = ok ? cabinet->files : nullptr; ok && file != nullptr; file = file->next) {
+  const std::unique_ptr<Walker, Destroy*> walker(create(&system), destroy);
+  auto* const archive = walker->open(walker.get(), reinterpret_cast<const char*>(&in));
+  if (archive == nullptr) return false;
+  bool ok = true;
+  for (auto* file = archive->files; ok && file != nullptr; file = file->next) {
+    if (IsOwnPart(file->filename)) continue;
     ok = walker->extract(walker.get(), file, reinterpret_cast<const char*>(&out)) == MSPACK_ERR_OK;
     sink.EndMember();
   }
-  if (cabinet != nullptr) walker->close(walker.get(), cabinet);
+  walker->close(walker.get(), archive);
   return ok;
+}
+
+}  // namespace
+
+bool WalkCabinetWithMspack(ByteSpan bytes, Sink& sink) {
+  return Walk(&mspack_create_cab_decompressor, &mspack_destroy_cab_decompressor, bytes, sink);
+}
+bool WalkHelpWithMspack(ByteSpan bytes, Sink& sink) {
+  return Walk(&mspack_create_chm_decompressor, &mspack_destroy_chm_decompressor, bytes, sink);
 }
 #else
 bool WalkCabinetWithMspack(ByteSpan, Sink&) { return false; }
+bool WalkHelpWithMspack(ByteSpan, Sink&) { return false; }
 #endif
 
 }  // namespace bench
