@@ -17,6 +17,7 @@
 #include "formats/installers/nsis/nsis_detect.h"
 #include "formats/installers/rar/rar_detect.h"
 #include "formats/mail/mime/mime_detect.h"
+#include "formats/mail/mime/mime_handler.h"
 #include "formats/mail/tnef/tnef_detect.h"
 #include "formats/microsoft/cabinet/cabinet_detect.h"
 #include "formats/microsoft/chm/chm_detect.h"
@@ -48,7 +49,7 @@ constexpr std::array kRows = {
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
     FormatEntry{3, cabinet::DetectCabinet, nullptr},
     FormatEntry{12, rar::DetectRar, nullptr},
-    FormatEntry{9, mime::DetectMime, nullptr},
+    FormatEntry{9, mime::DetectMime, mime::CreateMimeHandler},
 };
 
 consteval bool IdsAreUnique() {
