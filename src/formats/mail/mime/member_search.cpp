@@ -10,6 +10,7 @@
 // - A boundary line ends a header block too. In a mailbox file the line "From " ends whatever a boundary would.
 // - A header block inside pending text ends that text, which is then shown; only when the text is a part without a header,
 //   and no blank line was met in it, were those lines the header of an enclosed message, and are not shown.
+// - Behind a block in text the search goes on at once, since another one may follow in the same part.
 // - A multipart that names no boundary gets the first line that begins with two dashes.
 //
 // Bounds: a line is looked at in a search, again when it may begin a block, and once when its member is extracted; each
@@ -88,6 +89,7 @@ bool MemberSearch::NoteHeaderLine(Text line) {
 bool MemberSearch::Next() {
   member_.Clear();
   text_at_ = body_end_ = kNone;
+  is_block_ = false;
   last_end_size_ = 0;
   lines_.Seek(next_at_);
   Line line;
@@ -138,6 +140,7 @@ MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
     if (BeginsWith(text, mail::kBinHexNote)) {
       member_.encoding = TransferEncoding::kBinHex;
       member_.name_size = 0;
+      is_block_ = true;
       return Found(lines_.offset(), lines_.offset());
     }
     if (is_mime_) text = StartWithoutComments(text, start);
@@ -188,6 +191,7 @@ MemberSearch::Step MemberSearch::MeetBegin(const Line& line) {
                          (data.text.size() == kOddEnd.size() && BeginsWith(data.text, kOddEnd)));
     if (lines_.failed()) return Step::kFailed;
     lines_.Seek(behind);
+    is_block_ = accepted;
     if (accepted) return Found(behind, behind);
   }
   member_.encoding = TransferEncoding::kNone;
@@ -326,7 +330,7 @@ bool MemberSearch::Extract(Stream& out, uint32_t max_bytes, uint32_t* written) {
     return true;
   }
   Line line;
-  while (is_mime_ && lines_.TakeLine(&line)) {  // ends with the input
+  while (is_mime_ && !is_block_ && lines_.TakeLine(&line)) {  // ends with the input
     if (TestBoundary(line.text) == BoundaryLine::kNone) continue;
     lines_.Seek(line.at);
     break;

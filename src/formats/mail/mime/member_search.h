@@ -74,6 +74,7 @@ class MemberSearch {
   bool is_mime_ = false;
   bool records_headers_ = false;
   bool sniffs_body_ = false;  // a multipart names no boundary: the next dash line is one
+  bool is_block_ = false;     // the member is a uuencoded or BinHex block found in text
   bool at_end_ = false;
 };
 
