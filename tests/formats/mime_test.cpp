@@ -128,6 +128,8 @@ TEST(Mime, ReadsFieldsOfParts) {
       {"511 characters of a name", "Content-Type: a/b; name=" + long_name + "\n",
        long_name.substr(0, 511) + "=SGVs $"},
       {"other fields in front", "X-A: b\n" + kBase64, "unknown=Hel $"},
+      {"the blank line is missing", kBase64 + "SGVs\nbG8h\n--b\n", "unknown=Hello! unknown=SGVs $"},
+      {"a line that is no field", kBase64 + "junk\n", "unknown=Hel $"},
       {"only other fields", "X-A: b\n", "unknown=SGVs $"},
   };
   ExpectRows(rows, walk);

@@ -8,6 +8,8 @@
 // - A comment left open in a field ends at a blank line, a boundary line or the next "content-" field; in other lines it
 //   swallows nothing. Otherwise one parenthesis would hide all that follows.
 // - A boundary line ends a header block too. In a mailbox file the line "From " ends whatever a boundary would.
+// - A part whose body would be empty begins at the first line of its header block that is no field: its blank line is
+//   missing.
 // - A header block inside pending text ends that text, which is then shown; only when the text is a part without a header,
 //   and no blank line was met in it, were those lines the header of an enclosed message, and are not shown.
 // - Behind a block in text the search goes on at once, since another one may follow in the same part.
@@ -209,6 +211,8 @@ MemberSearch::Step MemberSearch::MeetHeaderBlock(uint32_t at) {
   const BlockEnd end = ReadHeaderBlock(&has_content);
   if (end == BlockEnd::kFailed) return Step::kFailed;
   if (!has_content && end != BlockEnd::kBlank) return Step::kGoOn;
+  if (end == BlockEnd::kBlank && loose_at_ != kNone && !BodyIsEmpty()) loose_at_ = kNone;
+  if (loose_at_ != kNone) lines_.Seek(loose_at_);
   const bool is_multipart = member_.content == ContentClass::kMultipart;
   if (is_multipart || (member_.content == ContentClass::kRfc822 && member_.IsPlain() && EnclosedIsMail())) {
     sniffs_body_ = is_multipart && !findings_.has_boundary;
@@ -229,6 +233,7 @@ MemberSearch::Step MemberSearch::MeetHeaderBlock(uint32_t at) {
 MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
   Line line;
   uint32_t examined = 0;
+  loose_at_ = kNone;
   while (lines_.TakeLine(&line)) {  // ends with the input
     if (TestBoundary(line.text) != BoundaryLine::kNone) {
       lines_.Seek(line.at);
@@ -244,14 +249,26 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
     *has_content |= is_content;
     if (*has_content && ++examined > kMaxHeaderLines) continue;  // the rest is passed over
     if (is_content) {
+      loose_at_ = kNone;
       if (!ReadContentField(line)) return BlockEnd::kFailed;
     } else if (BeginsWith(line.text, kDashes)) {
       member_.has_dash_line = true;
       const Text boundary = SniffBoundary(line.text);
       if (!boundary.empty() && !LearnBoundary(boundary)) return BlockEnd::kFailed;
+    } else if (loose_at_ == kNone && !mail::IsBlank(line.text[0]) && !LooksLikeField(line.text)) {
+      loose_at_ = line.at;
     }
   }
   return lines_.failed() ? BlockEnd::kFailed : BlockEnd::kInput;
+}
+
+// Whether the next line ends the part.
+bool MemberSearch::BodyIsEmpty() {
+  const uint32_t at = lines_.offset();
+  Line line;
+  const bool is_empty = !lines_.TakeLine(&line) || TestBoundary(line.text) != BoundaryLine::kNone;
+  lines_.Seek(at);
+  return is_empty;
 }
 
 bool MemberSearch::LearnBoundary(Text boundary) { return boundaries_.Add(boundary); }

@@ -42,6 +42,7 @@ class MemberSearch {
   [[nodiscard]] bool AppendToField(mail::Text line, mail::CommentFilter* comments);
   [[nodiscard]] bool ContinuesField(const mail::Line& next, bool comment_open) const;
   [[nodiscard]] bool EnclosedIsMail();
+  [[nodiscard]] bool BodyIsEmpty();
   [[nodiscard]] bool NoteHeaderLine(mail::Text line);
   [[nodiscard]] bool LearnBoundary(mail::Text boundary);
   [[nodiscard]] mail::BoundaryLine TestBoundary(mail::Text line) const;
@@ -68,6 +69,7 @@ class MemberSearch {
 
   FieldFindings findings_;      // of the header block being read
   uint32_t text_at_ = kNone;    // offset of the pending text part
+  uint32_t loose_at_ = kNone;   // offset of the first line of the header block that is no field
   MemberState text_state_;      // its name
   bool blank_in_text_ = false;  // a blank line was met in it
   uint32_t last_end_size_ = 0;  // of the line before: it belongs to a boundary line
