@@ -53,6 +53,19 @@ TEST(MailDecoders, Base64) {
   EXPECT_EQ(Digest(AsBytes(Result<DecodeBase64>(all)).first(48)), "48 cbaa498d");
 }
 
+// Sixteen characters a step, four, or one: whatever stands among them, the same comes out.
+TEST(MailDecoders, StepsAgreeWithSingleCharacters) {
+  for (uint32_t c = 0; c < 256; ++c) {
+    for (size_t at = 0; at < 20 && c != '='; ++at) {
+      std::string text = "/+09azAZqB8xyzQmQUJDREVGR0hJSktMTU5PUFFSU1RVVldY";
+      text.insert(at, 1, static_cast<char>(c));
+      std::string lines;
+      for (const char one : text) lines += std::string(1, one) + "\n";
+      EXPECT_EQ(Decode(DecodeBase64, text, 0, "*"), Decode(DecodeBase64, lines, 0, "*")) << c << " " << at;
+    }
+  }
+}
+
 TEST(MailDecoders, QuotedPrintable) {
   const Rows<std::string, std::string> rows = {
       {"escapes", "=41=4G=4a\n", "AJ\r\n|"},

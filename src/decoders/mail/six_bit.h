@@ -89,29 +89,8 @@ inline __m128i InRange(__m128i c, char low, char high) {
   return _mm_and_si128(_mm_cmpgt_epi8(c, _mm_set1_epi8(static_cast<char>(low - 1))),
                        _mm_cmplt_epi8(c, _mm_set1_epi8(static_cast<char>(high + 1))));
 }
-inline __m128i Masked(__m128i mask, int value) {
-  return _mm_and_si128(mask, _mm_set1_epi8(static_cast<char>(value)));
-}
 
-// Decodes sixteen base64 characters, storing fourteen bytes. Returns how many of them stand in front of the first
-// foreign one: what they yield is right, the rest is not.
-inline uint32_t DecodeSixteenBase64(const uint8_t* in, uint8_t* out) {
-  const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
-  const __m128i upper = InRange(c, 'A', 'Z');
-  const __m128i lower = InRange(c, 'a', 'z');
-  const __m128i digit = InRange(c, '0', '9');
-  const __m128i plus = _mm_cmpeq_epi8(c, _mm_set1_epi8('+'));
-  const __m128i slash = _mm_cmpeq_epi8(c, _mm_set1_epi8('/'));
-  const __m128i letters = _mm_or_si128(upper, lower);
-  const __m128i all = _mm_or_si128(_mm_or_si128(letters, digit), _mm_or_si128(plus, slash));
-  const __m128i move = _mm_or_si128(
-      _mm_or_si128(Masked(upper, -'A'), Masked(lower, 26 - 'a')),
-      _mm_or_si128(_mm_or_si128(Masked(digit, 52 - '0'), Masked(plus, 62 - '+')), Masked(slash, 63 - '/')));
-  PackSixteen(_mm_and_si128(_mm_add_epi8(c, move), all), out);
-  return static_cast<uint32_t>(std::countr_one(static_cast<uint32_t>(_mm_movemask_epi8(all))));
-}
-
-// The same for uuencode, of undamaged characters only.
+// Decodes sixteen undamaged uuencoded characters into twelve bytes, storing fourteen; false when one is foreign.
 inline bool DecodeSixteenUuencode(const uint8_t* in, uint8_t* out) {
   const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
   if (_mm_movemask_epi8(InRange(c, ' ', '`')) != 0xFFFF) return false;
@@ -119,7 +98,6 @@ inline bool DecodeSixteenUuencode(const uint8_t* in, uint8_t* out) {
   return true;
 }
 #else
-inline uint32_t DecodeSixteenBase64(const uint8_t*, uint8_t*) { return 0; }
 inline bool DecodeSixteenUuencode(const uint8_t*, uint8_t*) { return false; }
 #endif
 
