@@ -4,8 +4,8 @@
 // first byte, so a step down looks at 256 nodes at most however many strings there are, and no choice of strings makes
 // it slow.
 //
-// Bounds: strings of 100 bytes, 16 MiB of them, at most two nodes of 20 bytes for each. Memory grows with the strings
-// that the message really holds.
+// Bounds: strings of 100 bytes, 16 MiB of them, and a million nodes of 20 bytes, at most two for each string. Memory
+// grows with the strings that the message really holds.
 #include "decoders/mail/boundary_set.h"
 
 #include <array>
@@ -18,6 +18,7 @@ namespace brix::mail {
 namespace {
 
 constexpr uint32_t kMaxText = 16 * 1024 * 1024;
+constexpr uint32_t kMaxNodes = 1024 * 1024;
 constexpr size_t kFirstNodes = 16;
 constexpr size_t kFirstText = 1024;
 
@@ -47,7 +48,7 @@ bool BoundarySet::Add(Text boundary) {
   boundary = boundary.first(std::min<size_t>(boundary.size(), kMaxBoundary));
   if (node_count_ == 0 && NewNode(0, 0) == 0 && node_count_ == 0) return false;
   if (HasPrefixOf(boundary)) return true;
-  if (text_size_ > kMaxText) return Refuse("mail: too many boundaries");
+  if (text_size_ > kMaxText || node_count_ > kMaxNodes) return Refuse("mail: too many boundaries");
   if (!Reserve(&text_, text_size_, boundary.size(), kFirstText)) return false;
   const uint32_t text_at = text_size_;
   std::copy(boundary.begin(), boundary.end(), text_.data() + text_at);

@@ -23,7 +23,7 @@ class BoundarySet {
   void Clear();
 
   // Adds a string, cut at kMaxBoundary characters. An empty one makes every line that begins with two dashes a
-  // boundary. False: no memory, or more than 16 MiB of strings.
+  // boundary. False: no memory, or the set is full, with 16 MiB of strings or half a million that share no beginnings.
   [[nodiscard]] bool Add(Text boundary);
 
   // In a mailbox file a line that begins with "From " separates messages, and ends what a boundary would.
