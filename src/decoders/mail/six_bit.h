@@ -90,15 +90,16 @@ inline __m128i InRange(__m128i c, char low, char high) {
                        _mm_cmplt_epi8(c, _mm_set1_epi8(static_cast<char>(high + 1))));
 }
 
-// Decodes sixteen undamaged uuencoded characters into twelve bytes, storing fourteen; false when one is foreign.
-inline bool DecodeSixteenUuencode(const uint8_t* in, uint8_t* out) {
+// Decodes sixteen uuencoded characters, storing fourteen bytes. Returns how many of them stand in front of the first
+// damaged or foreign one: what they yield is right, the rest is not.
+inline uint32_t DecodeSixteenUuencode(const uint8_t* in, uint8_t* out) {
   const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
-  if (_mm_movemask_epi8(InRange(c, ' ', '`')) != 0xFFFF) return false;
   PackSixteen(_mm_and_si128(_mm_sub_epi8(c, _mm_set1_epi8(' ')), _mm_set1_epi8(63)), out);
-  return true;
+  return static_cast<uint32_t>(
+      std::countr_one(static_cast<uint32_t>(_mm_movemask_epi8(InRange(c, ' ', '`')))));
 }
 #else
-inline bool DecodeSixteenUuencode(const uint8_t*, uint8_t*) { return false; }
+inline uint32_t DecodeSixteenUuencode(const uint8_t*, uint8_t*) { return 0; }
 #endif
 
 }  // namespace brix::mail

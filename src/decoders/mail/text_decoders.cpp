@@ -25,10 +25,13 @@ uint32_t CountOf(Text line) {
 void DecodeUuLine(Text in, uint32_t count, MailOutput* out) {
   uint8_t* to = out->at();
   uint32_t left = count;
-  while (in.size() >= 16 && left >= 12 && DecodeSixteenUuencode(in.data(), to)) {
-    in = in.subspan(16);
-    to += 12;
-    left -= 12;
+  while (left != 0) {  // each turn yields a byte at least
+    const uint32_t bytes = std::min(left, 12u);
+    const uint32_t characters = (bytes * 4 + 2) / 3;
+    if (in.size() < characters || DecodeSixteenUuencode(in.data(), to) < characters) break;
+    in = in.subspan(characters);
+    to += bytes;
+    left -= bytes;
   }
   while (in.size() >= 4 && left >= 3 && DecodeFour(kUuencode, in.data(), to)) {
     in = in.subspan(4);
