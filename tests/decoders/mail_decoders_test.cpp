@@ -181,6 +181,12 @@ TEST(MailDecoders, LongLinesComeInPieces) {
   EXPECT_TRUE(Result<DecodeQuotedPrintable>(escaped) == plain + "\r\n|");
   EXPECT_TRUE(Result<CopyText>(escaped + "\n--b") == escaped + "|--b");
   EXPECT_EQ(Result<DecodeBase64>(escaped).size(), 300000u / 4 * 6 + 1);
+  for (uint32_t size = kMaxLine - 3; size < kMaxLine + 3; ++size) {
+    const std::string text(size, 'x');
+    EXPECT_TRUE(Result<CopyText>(text + "\r\n--b") == text + "|--b") << size;
+    EXPECT_TRUE(Result<DecodeQuotedPrintable>(text + "=4\r\n1\r\n--b") == text + "=4\r\n1\r\n|--b") << size;
+    EXPECT_TRUE(Result<DecodeQuotedPrintable>(text + "=41=\r\n") == text + "A|") << size;
+  }
 }
 
 TEST(MailDecoders, BoundariesMatchByTheirBeginning) {

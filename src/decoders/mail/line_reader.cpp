@@ -96,7 +96,7 @@ bool LineReader::Take(Line* line) {
     const bool found = size < end_ - at_;
     // A CR that was read last may have its LF still to come.
     if (found && (begin()[size] == '\n' || size + 1 < end_ - at_)) break;
-    if (size == kMaxLine || !Fill(size + (found ? 2 : 1))) break;
+    if ((!found && size == kMaxLine) || !Fill(size + (found ? 2 : 1))) break;
   }
   if (failed_) return false;
   const uint8_t* text = begin();
