@@ -4,7 +4,7 @@
 // first byte, so a step down looks at 256 nodes at most however many strings there are, and no choice of strings makes
 // it slow.
 //
-// Bounds: strings of 100 bytes, 16 MiB of them, and a million nodes of 20 bytes, at most two for each string. Memory
+// Bounds: strings of 100 bytes, 16 MiB of them, and a million nodes of 16 bytes, at most two for each string. Memory
 // grows with the strings that the message really holds.
 #include "decoders/mail/boundary_set.h"
 
@@ -40,7 +40,7 @@ void BoundarySet::Clear() {
 
 uint32_t BoundarySet::NewNode(uint32_t text_at, uint32_t length) {
   if (!Reserve(&nodes_, node_count_ * sizeof(Node), sizeof(Node), kFirstNodes * sizeof(Node))) return 0;
-  nodes()[node_count_] = {text_at, length, 0, 0, 0};
+  nodes()[node_count_] = {text_at, 0, 0, static_cast<uint16_t>(length), 0};
   return node_count_++;
 }
 
@@ -49,10 +49,6 @@ bool BoundarySet::Add(Text boundary) {
   if (node_count_ == 0 && NewNode(0, 0) == 0 && node_count_ == 0) return false;
   if (HasPrefixOf(boundary)) return true;
   if (text_size_ > kMaxText || node_count_ > kMaxNodes) return Refuse("mail: too many boundaries");
-  if (!Reserve(&text_, text_size_, boundary.size(), kFirstText)) return false;
-  const uint32_t text_at = text_size_;
-  std::copy(boundary.begin(), boundary.end(), text_.data() + text_at);
-
   uint32_t parent = 0;
   uint32_t done = 0;  // bytes of the string that the labels down to `parent` spell
   const auto size = static_cast<uint32_t>(boundary.size());
@@ -61,8 +57,11 @@ bool BoundarySet::Add(Text boundary) {
     while (child != 0 && text_.data()[nodes()[child].text_at] != boundary[done])
       child = nodes()[child].sibling;
     if (child == 0) {
-      const uint32_t leaf = NewNode(text_at + done, size - done);
+      if (!Reserve(&text_, text_size_, size - done, kFirstText)) return false;
+      const uint32_t leaf = NewNode(text_size_, size - done);
       if (leaf == 0) return false;
+      std::copy(&boundary[done], boundary.data() + size, text_.data() + text_size_);
+      text_size_ += size - done;
       nodes()[leaf].sibling = nodes()[parent].child;
       nodes()[parent].child = leaf;
       parent = leaf;
@@ -70,7 +69,7 @@ bool BoundarySet::Add(Text boundary) {
     }
     const Node node = nodes()[child];
     const uint8_t* label = text_.data() + node.text_at;
-    const uint32_t compared = std::min(node.length, size - done);
+    const uint32_t compared = std::min<uint32_t>(node.length, size - done);
     const auto common =
         static_cast<uint32_t>(std::mismatch(label, label + compared, &boundary[done]).first - label);
     if (common < node.length) {  // the node keeps the common beginning; its rest moves into a child
@@ -78,7 +77,7 @@ bool BoundarySet::Add(Text boundary) {
       if (rest == 0) return false;
       nodes()[rest].child = node.child;
       nodes()[rest].ends = node.ends;
-      nodes()[child].length = common;
+      nodes()[child].length = static_cast<uint16_t>(common);
       nodes()[child].child = rest;
       nodes()[child].ends = 0;
     }
@@ -86,7 +85,6 @@ bool BoundarySet::Add(Text boundary) {
     done += common;
   }
   nodes()[parent].ends = 1;
-  text_size_ += size;
   return true;
 }
 

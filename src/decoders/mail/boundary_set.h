@@ -38,10 +38,10 @@ class BoundarySet {
  private:
   struct Node {
     uint32_t text_at;  // of its label, in text_
-    uint32_t length;   // of its label
     uint32_t child;    // index of its first child; 0: none
     uint32_t sibling;  // index of the next child of its parent; 0: none
-    uint32_t ends;     // 1: a string ends here
+    uint16_t length;   // of its label
+    uint16_t ends;     // 1: a string ends here
   };
 
   [[nodiscard]] Node* nodes() { return reinterpret_cast<Node*>(nodes_.data()); }
