@@ -97,7 +97,7 @@ BRIX_API int32_t ArcExtractMember(ArcArchive archive, const ArcStream* output);
  * By name:
  *   "filename"      the name and its terminator
  *   "filelength"    uint32_t in the machine's byte order: bytes, as the archive states them
- *   "filetype"      a word and its terminator; needs a buffer of 12 bytes
+ *   "filetype"      a word and its terminator; needs a buffer of 12 bytes, for mail of 15
  *   "fileencoding"  one byte, 0 to 4; the buffer's size must be exactly 1, else BRIX_BAD_ARGUMENT
  *   other names     what the container type knows, such as the header fields of mail
  *

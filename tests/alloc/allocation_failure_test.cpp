@@ -83,7 +83,11 @@ void Walk(const char* path, const char* temp_directory, const char* member, Targ
 TEST(AllocationFailure, AtEveryAllocationOfAWalk) {
   const TempDir dir;
   const TempDir temp;
+  const Bytes mail = Bytes().Text(
+      "Subject: =?x?q?a?=\nContent-Type: multipart/a; boundary=b\n\n--b\n\ntext\n--b\nContent-Type: "
+      "text/html\n\n<\n--b--\n");
   const std::string path = dir.Write("nested", Szdd(Szdd(SzddOfSpaces(20000))));
+  const std::string mail_path = dir.Write("mail", Szdd(mail));
   const std::string member = dir.File("a member's file, whose name is too long to be kept in place");
   for (const Target target : {Target::kMemory, Target::kTempFile, Target::kFile}) {
     long n = 0;
@@ -91,6 +95,7 @@ TEST(AllocationFailure, AtEveryAllocationOfAWalk) {
       happened = false;
       countdown = n++;
       Walk(path.c_str(), temp.path.c_str(), member.c_str(), target);
+      Walk(mail_path.c_str(), temp.path.c_str(), member.c_str(), target);
       countdown = -1;
       ASSERT_TRUE(temp.List().empty()) << "allocation " << n;
       ASSERT_LT(n, 1000);

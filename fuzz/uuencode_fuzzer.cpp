@@ -1,0 +1,7 @@
+// The uuencode decoder.
+#include "run_mail_decoder.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  brix::RunMailDecoder(brix::mail::DecodeUuencode, data, size);
+  return 0;
+}

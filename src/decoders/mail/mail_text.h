@@ -1,0 +1,64 @@
+// mail_text.h - the small tests on a line of mail that its walk and its decoders share.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace brix::mail {
+
+using Text = std::span<const uint8_t>;
+
+constexpr uint8_t Lower(uint8_t c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + ('a' - 'A')) : c;
+}
+
+constexpr bool IsBlank(uint8_t c) { return c == ' ' || c == '\t'; }
+
+// Whether `text` begins with `word`, which is in lower case, in any case.
+inline bool BeginsWith(Text text, std::string_view word) {
+  return text.size() >= word.size() &&
+         std::equal(word.begin(), word.end(), text.begin(),
+                    [](char w, uint8_t c) { return static_cast<uint8_t>(w) == Lower(c); });
+}
+
+// A line of nothing, or of nothing but tabs.
+inline bool IsBlankLine(Text line) {
+  return std::all_of(line.begin(), line.end(), [](uint8_t c) { return c == '\t'; });
+}
+
+inline Text TrimEnd(Text text) {
+  while (!text.empty() && IsBlank(text.back())) text = text.first(text.size() - 1);
+  return text;
+}
+
+inline constexpr std::string_view kBinHexNote = "(this file must be converted with binhex";
+
+// Drops parenthesised comments from lines. Depth carries over from line to line; a double quote hides
+// parentheses to the end of its line, and counts for nothing inside a comment.
+class CommentFilter {
+ public:
+  // Hands each character outside comments to `sink`.
+  template <class Sink>
+  void Feed(Text line, Sink sink) {
+    bool quoted = false;
+    for (const uint8_t c : line) {
+      if (depth_ == 0 && c == '"') quoted = !quoted;
+      if (!quoted && c == '(') {
+        ++depth_;  // at most one for each byte of the input: no overflow
+      } else if (!quoted && c == ')' && depth_ != 0) {
+        --depth_;
+      } else if (depth_ == 0) {
+        sink(c);
+      }
+    }
+  }
+
+  [[nodiscard]] bool is_open() const { return depth_ != 0; }
+
+ private:
+  uint32_t depth_ = 0;
+};
+
+}  // namespace brix::mail

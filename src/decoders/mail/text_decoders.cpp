@@ -1,0 +1,106 @@
+// text_decoders.cpp - text as it stands, and uuencoded blocks: both read line by line.
+//
+// Bounds: each turn takes a line or a piece of one. A uuencoded line yields at most 63 bytes, whatever it says.
+#include "decoders/mail/mail_decoders.h"
+#include "decoders/mail/six_bit.h"
+
+namespace brix::mail {
+
+namespace {
+
+constexpr uint32_t kMaxUuLine = 86;  // characters; a line of that many or more holds no data
+
+bool IsBoundary(const MailBody& body, const Line& line) {
+  return line.starts && !line.text.empty() && body.boundaries.MayBegin(line.text[0]) &&
+         body.boundaries.Test(line.text) != BoundaryLine::kNone;
+}
+
+// The byte count in a line's first character; 0 when there is none.
+uint32_t CountOf(Text line) {
+  const uint32_t count = line.empty() || line[0] < ' ' ? 0 : line[0] - uint32_t{' '};
+  return count == 64 ? 0 : count;
+}
+
+// `in` has 16 readable bytes behind it.
+void DecodeUuLine(Text in, uint32_t count, MailOutput* out) {
+  uint8_t* to = out->at();
+  uint32_t left = count;
+  while (left != 0) {  // each turn yields a byte at least
+    const uint32_t bytes = std::min(left, 12u);
+    const uint32_t characters = (bytes * 4 + 2) / 3;
+    if (in.size() < characters || DecodeSixteenUuencode(in.data(), to) < characters) break;
+    in = in.subspan(characters);
+    to += bytes;
+    left -= bytes;
+  }
+  while (in.size() >= 4 && left >= 3 && DecodeFour(kUuencode, in.data(), to)) {
+    in = in.subspan(4);
+    to += 3;
+    left -= 3;
+  }
+  SixBits bits;
+  for (; !in.empty() && left != 0; in = in.subspan(1)) {
+    const uint8_t value = kUuencode[in[0]];
+    if (value == kForeign || !bits.Put(value, to)) continue;
+    ++to;
+    --left;
+  }
+  out->Advance(static_cast<size_t>(to - out->at()));
+}
+
+}  // namespace
+
+bool IsUuencodedData(Text line) {
+  const uint32_t count = CountOf(line);
+  const uint32_t full = 4 * count / 3;
+  return count != 0 && line.size() >= full + 1 && line.size() <= full + 5;
+}
+
+bool CopyText(MailBody* body, MailOutput* out) {
+  constexpr uint8_t kEnds[3][2] = {{}, {'\n', 0}, {'\r', '\n'}};
+  uint8_t end[2] = {};  // the line end in front, not yet written
+  uint32_t end_size = 0;
+  Line line;
+  while (out->Room(MailOutput::kMaxRoom) && body->lines.Take(&line)) {
+    if (IsBoundary(*body, line)) {
+      body->lines.Seek(line.at);
+      break;
+    }
+    const Text held(end, end_size);
+    if (line.text.size() <= MailOutput::kMaxRoom - 16) {
+      std::memcpy(out->at(), held.data(), sizeof end);
+      out->Advance(held.size());
+      std::memcpy(out->at(), line.text.data(), line.text.size());
+      out->Advance(line.text.size());
+    } else if (!out->Write(held) || !out->Write(line.text)) {
+      break;
+    }
+    end_size = line.end_size;
+    std::memcpy(end, kEnds[end_size], sizeof end);
+    if (end_size == 1) end[0] = *(line.text.data() + line.text.size());
+  }
+  // Behind a boundary's line end nothing is held; at the end of the input the last line end is data.
+  if (body->lines.begin() == body->lines.end()) (void)out->Write(Text(end, end_size));
+  return out->Finish() && !body->lines.failed();
+}
+
+bool DecodeUuencode(MailBody* body, MailOutput* out) {
+  constexpr std::string_view kBegin = "begin ";
+  constexpr uint8_t kEnd[] = {'e', 'n', 'd'};
+  bool has_data = false;
+  Line line;
+  while (out->Room(64) && body->lines.TakeLine(&line)) {
+    const bool is_data = line.text.size() < kMaxUuLine && IsUuencodedData(line.text);
+    if (!is_data && IsBoundary(*body, line)) {
+      body->lines.Seek(line.at);
+      break;
+    }
+    if (std::equal(line.text.begin(), line.text.end(), std::begin(kEnd), std::end(kEnd))) break;
+    if (!is_data || (!has_data && BeginsWith(line.text, kBegin))) continue;
+    DecodeUuLine(line.text.subspan(1), CountOf(line.text), out);
+    has_data = true;
+  }
+  return out->Finish() && !body->lines.failed();
+}
+
+}  // namespace brix::mail

@@ -1,0 +1,25 @@
+// content_field.h - what a "content-" header field and the first line of a uuencoded block say about a member.
+#pragma once
+
+#include "decoders/mail/boundary_set.h"
+#include "formats/mail/mime/mime_format.h"
+
+namespace brix::mime {
+
+// What a field says beyond the member's state.
+struct FieldFindings {
+  bool has_boundary = false;
+  std::array<uint8_t, mail::kMaxBoundary> boundary;
+  uint32_t boundary_size = 0;
+};
+
+// Interprets a field that begins with "content-"; its lines are joined by LF and hold no comments.
+void InterpretContentField(mail::Text field, MemberState* member, FieldFindings* findings);
+
+// Whether a line that begins with "begin" may open a uuencoded block. Sets the member's name and encoding.
+[[nodiscard]] bool InterpretBeginLine(mail::Text line, MemberState* member);
+
+// The string that a line of a header block, which begins with two dashes, announces as a boundary; empty: none.
+[[nodiscard]] mail::Text SniffBoundary(mail::Text line);
+
+}  // namespace brix::mime

@@ -1,0 +1,386 @@
+// member_search.cpp - finds the members of a message line by line; no tree of the message is built.
+//
+// Parts are found by watching for the lines that separate them, and an enclosed message is walked as if its lines were this
+// message's own, so depth costs nothing. A text part in plain encoding is not shown at once but kept pending: it is shown when
+// it ends without a uuencoded or BinHex block in it.
+//
+// Beyond what a sound message needs:
+// - A comment left open in a field ends at a blank line, a boundary line or the next "content-" field; in other lines it
+//   swallows nothing. Otherwise one parenthesis would hide all that follows.
+// - A boundary line ends a header block too. In a mailbox file the line "From " ends whatever a boundary would.
+// - A part whose body would be empty begins at the first line of its header block that is no field: its blank line is
+//   missing.
+// - A header block inside pending text ends that text, which is then shown; only when the text is a part without a header,
+//   and no blank line was met in it, were those lines the header of an enclosed message, and are not shown.
+// - Behind a block in text the search goes on at once, since another one may follow in the same part.
+// - A multipart that names no boundary gets the first line that begins with two dashes.
+//
+// Bounds: a line is looked at in a search, again when it may begin a block, and once when its member is extracted; each
+// search starts behind the place where the one before stopped. Lines and fields are kept to 256 KiB.
+#include "formats/mail/mime/member_search.h"
+
+#include "core/memory_stream.h"
+#include "formats/mail/mime/mime_detect.h"
+
+namespace brix::mime {
+
+using mail::BeginsWith;
+using mail::BoundaryLine;
+using mail::CommentFilter;
+using mail::Line;
+using mail::Text;
+
+namespace {
+
+constexpr std::string_view kContent = "content-";
+constexpr std::string_view kDashes = "--";
+constexpr uint32_t kExamined = 1024;  // bytes of an enclosed message that the recogniser sees
+
+bool IsOfBlanks(Text line) { return std::all_of(line.begin(), line.end(), mail::IsBlank); }
+
+// Begins with a field's name and a colon.
+bool LooksLikeField(Text line) {
+  const auto colon = std::find_if(line.begin(), line.end(), [](uint8_t c) {
+    return c <= ' ' || c > '~' || c == ':' || c == '=' || c == ';' || c == '"';
+  });
+  return colon != line.begin() && colon != line.end() && *colon == ':';
+}
+
+// The beginning of a line without comments, in a buffer of the caller's.
+Text StartWithoutComments(Text line, std::span<uint8_t> buffer) {
+  size_t kept = 0;
+  CommentFilter().Feed(line, [&](uint8_t c) {
+    if (kept < buffer.size()) buffer[kept++] = c;
+  });
+  return buffer.first(kept);
+}
+
+}  // namespace
+
+void MemberSearch::Open(Stream* in, const FormatTable& formats) {
+  formats_ = &formats;
+  lines_.Open(in);
+  boundaries_.Clear();
+  headers_.Clear();
+  member_.Clear();
+  next_at_ = 0;
+  is_mime_ = sniffs_body_ = at_end_ = false;
+  records_headers_ = true;
+  constexpr std::string_view kFrom = "From ";
+  boundaries_.SetMailbox(lines_.Fill(static_cast<uint32_t>(kFrom.size())) &&
+                         std::equal(kFrom.begin(), kFrom.end(), lines_.begin()));
+}
+
+BoundaryLine MemberSearch::TestBoundary(Text line) const {
+  return !line.empty() && boundaries_.MayBegin(line[0]) ? boundaries_.Test(line) : BoundaryLine::kNone;
+}
+
+bool MemberSearch::NoteHeaderLine(Text line) {
+  if (records_headers_) {
+    if (line.empty()) records_headers_ = false;
+    if (!line.empty() && !headers_.Add(line)) return false;
+  }
+  if (!is_mime_ && !line.empty()) {
+    constexpr std::string_view kVersion = "mime-version";
+    std::array<uint8_t, kVersion.size()> start;
+    is_mime_ = BeginsWith(line[0] == '(' ? StartWithoutComments(line, start) : line, kVersion);
+  }
+  return true;
+}
+
+bool MemberSearch::Next() {
+  member_.Clear();
+  text_at_ = body_end_ = kNone;
+  is_block_ = false;
+  last_end_size_ = 0;
+  lines_.Seek(next_at_);
+  Line line;
+  while (lines_.TakeLine(&line)) {  // ends with the input
+    const Step step = SearchLine(line);
+    if (step != Step::kGoOn) return step == Step::kFound;
+  }
+  if (lines_.failed()) return false;
+  if (text_at_ != kNone) return FoundText(lines_.offset(), lines_.offset()) == Step::kFound;
+  next_at_ = lines_.offset();
+  at_end_ = true;
+  return true;
+}
+
+MemberSearch::Step MemberSearch::Found(uint32_t body_at, uint32_t next_at) {
+  body_at_ = body_at;
+  next_at_ = next_at;
+  records_headers_ = false;
+  return Step::kFound;
+}
+
+MemberSearch::Step MemberSearch::FoundText(uint32_t end, uint32_t next_at) {
+  member_.content = ContentClass::kPlainText;
+  member_.encoding = TransferEncoding::k7Bit;
+  member_.is_attachment = text_state_.is_attachment;
+  member_.SetName(Text(text_state_.name).first(text_state_.name_size));
+  body_end_ = std::max(end, text_at_);
+  return Found(text_at_, next_at);
+}
+
+MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
+  const BoundaryLine kind = TestBoundary(line.text);
+  if (kind != BoundaryLine::kNone) return MeetBoundary(line, kind);
+  if (sniffs_body_ && BeginsWith(line.text, kDashes)) {
+    const Text boundary = SniffBoundary(line.text);
+    sniffs_body_ = boundary.empty();
+    if (!sniffs_body_)
+      return LearnBoundary(boundary) ? MeetBoundary(line, BoundaryLine::kOpening) : Step::kFailed;
+  }
+  if (line.text.empty()) {
+    blank_in_text_ = true;
+    last_end_size_ = line.end_size;
+    return GoOn(NoteHeaderLine(line.text));
+  }
+  std::array<uint8_t, 16> start;  // enough for the words below
+  Text text = line.text;
+  if (text[0] == '(') {
+    if (BeginsWith(text, mail::kBinHexNote)) {
+      member_.encoding = TransferEncoding::kBinHex;
+      member_.name_size = 0;
+      is_block_ = true;
+      return Found(lines_.offset(), lines_.offset());
+    }
+    if (is_mime_) text = StartWithoutComments(text, start);
+  }
+  if (BeginsWith(text, kContent)) return MeetHeaderBlock(line.at);
+  last_end_size_ = line.end_size;
+  if (mail::IsBlankLine(line.text)) blank_in_text_ = true;
+  if (!NoteHeaderLine(line.text)) return Step::kFailed;
+  return BeginsWith(text, "begin") ? MeetBegin(line) : Step::kGoOn;
+}
+
+MemberSearch::Step MemberSearch::MeetBoundary(const Line& line, BoundaryLine kind) {
+  if (text_at_ != kNone) return FoundText(line.at - last_end_size_, line.at);
+  member_.Clear();
+  last_end_size_ = line.end_size;
+  return kind == BoundaryLine::kOpening ? MeetPartStart() : Step::kGoOn;
+}
+
+MemberSearch::Step MemberSearch::MeetPartStart() {
+  Line line;
+  if (!lines_.TakeLine(&line)) return GoOn(!lines_.failed());
+  if (IsOfBlanks(line.text)) {  // a part without a header
+    member_.content = ContentClass::kPlainText;
+    text_state_ = member_;
+    text_at_ = lines_.offset();
+    blank_in_text_ = false;
+    last_end_size_ = line.end_size;
+    return GoOn(NoteHeaderLine(line.text));
+  }
+  const bool is_header =
+      TestBoundary(line.text) == BoundaryLine::kNone &&
+      (LooksLikeField(line.text) || BeginsWith(line.text, kContent) || BeginsWith(line.text, kDashes));
+  const uint32_t at = line.at;
+  lines_.Seek(at);
+  return is_header ? MeetHeaderBlock(at) : Step::kGoOn;
+}
+
+MemberSearch::Step MemberSearch::MeetBegin(const Line& line) {
+  // Kept: this line counts as data, though it is none.
+  constexpr std::string_view kOddEnd = "end some text";
+  bool accepted = InterpretBeginLine(line.text, &member_);
+  if (accepted) {
+    const uint32_t behind = lines_.offset();
+    Line data;
+    bool taken = lines_.TakeLine(&data);
+    while (taken && mail::IsBlankLine(data.text)) taken = lines_.TakeLine(&data);
+    accepted = taken && (mail::IsUuencodedData(data.text) ||
+                         (data.text.size() == kOddEnd.size() && BeginsWith(data.text, kOddEnd)));
+    if (lines_.failed()) return Step::kFailed;
+    lines_.Seek(behind);
+    is_block_ = accepted;
+    if (accepted) return Found(behind, behind);
+  }
+  member_.encoding = TransferEncoding::kNone;
+  member_.name_size = 0;
+  return Step::kGoOn;
+}
+
+MemberSearch::Step MemberSearch::MeetHeaderBlock(uint32_t at) {
+  const uint32_t text_end = at - last_end_size_;  // of pending text in front
+  member_.Clear();
+  sniffs_body_ = false;
+  findings_ = {};
+  lines_.Seek(at);
+  bool has_content = false;
+  const BlockEnd end = ReadHeaderBlock(&has_content);
+  if (end == BlockEnd::kFailed) return Step::kFailed;
+  if (!has_content && end != BlockEnd::kBlank) return Step::kGoOn;
+  if (end == BlockEnd::kBlank && loose_at_ != kNone && !BodyIsEmpty()) loose_at_ = kNone;
+  if (loose_at_ != kNone) lines_.Seek(loose_at_);
+  const bool is_multipart = member_.content == ContentClass::kMultipart;
+  if (is_multipart || (member_.content == ContentClass::kRfc822 && member_.IsPlain() && EnclosedIsMail())) {
+    sniffs_body_ = is_multipart && !findings_.has_boundary;
+    if (!blank_in_text_) text_at_ = kNone;
+    member_.Clear();
+    return GoOn(!lines_.failed());
+  }
+  if (text_at_ != kNone && blank_in_text_) return FoundText(text_end, at);
+  text_at_ = kNone;
+  if (member_.content != ContentClass::kPlainText || !member_.IsPlain())
+    return Found(lines_.offset(), lines_.offset());
+  text_at_ = lines_.offset();
+  text_state_ = member_;
+  blank_in_text_ = true;
+  return Step::kGoOn;
+}
+
+MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
+  Line line;
+  uint32_t examined = 0;
+  loose_at_ = kNone;
+  while (lines_.TakeLine(&line)) {  // ends with the input
+    if (TestBoundary(line.text) != BoundaryLine::kNone) {
+      lines_.Seek(line.at);
+      return BlockEnd::kBoundary;
+    }
+    last_end_size_ = line.end_size;
+    if (!NoteHeaderLine(line.text)) return BlockEnd::kFailed;
+    if (IsOfBlanks(line.text)) return BlockEnd::kBlank;
+    std::array<uint8_t, kContent.size()> start;
+    const bool has_comment = is_mime_ && line.text[0] == '(';
+    const bool is_content =
+        BeginsWith(has_comment ? StartWithoutComments(line.text, start) : line.text, kContent);
+    *has_content |= is_content;
+    if (*has_content && ++examined > kMaxHeaderLines) continue;  // the rest is passed over
+    if (is_content) {
+      loose_at_ = kNone;
+      if (!ReadContentField(line)) return BlockEnd::kFailed;
+    } else if (BeginsWith(line.text, kDashes)) {
+      member_.has_dash_line = true;
+      const Text boundary = SniffBoundary(line.text);
+      if (!boundary.empty() && !LearnBoundary(boundary)) return BlockEnd::kFailed;
+    } else if (loose_at_ == kNone && !mail::IsBlank(line.text[0]) && !LooksLikeField(line.text)) {
+      loose_at_ = line.at;
+    }
+  }
+  return lines_.failed() ? BlockEnd::kFailed : BlockEnd::kInput;
+}
+
+// Whether the next line ends the part.
+bool MemberSearch::BodyIsEmpty() {
+  const uint32_t at = lines_.offset();
+  Line line;
+  const bool is_empty = !lines_.TakeLine(&line) || TestBoundary(line.text) != BoundaryLine::kNone;
+  lines_.Seek(at);
+  return is_empty;
+}
+
+bool MemberSearch::LearnBoundary(Text boundary) { return boundaries_.Add(boundary); }
+
+bool MemberSearch::ReadContentField(const Line& first) {
+  CommentFilter comments;
+  field_size_ = 0;
+  if (!AppendToField(first.text, &comments)) return false;
+  Line next;
+  while (lines_.TakeLine(&next)) {  // ends with the input
+    if (!ContinuesField(next, comments.is_open())) {
+      lines_.Seek(next.at);
+      break;
+    }
+    last_end_size_ = next.end_size;
+    if (!NoteHeaderLine(next.text) || !AppendToField(next.text, &comments)) return false;
+  }
+  if (lines_.failed()) return false;
+  const Text field(field_.data(), field_size_);
+  if (!BeginsWith(field, kContent)) return true;
+  FieldFindings found;
+  InterpretContentField(field, &member_, &found);
+  if (!found.has_boundary) return true;
+  findings_.has_boundary = true;
+  return LearnBoundary(Text(found.boundary).first(found.boundary_size));
+}
+
+bool MemberSearch::ContinuesField(const Line& next, bool comment_open) const {
+  if (IsOfBlanks(next.text) || TestBoundary(next.text) != BoundaryLine::kNone) return false;
+  if (mail::IsBlank(next.text[0])) return true;
+  if (BeginsWith(next.text, kContent)) return false;
+  const Text field = mail::TrimEnd(Text(field_.data(), field_size_));
+  const bool is_unfinished = !field.empty() && (field.back() == ';' || field.back() == '=');
+  return comment_open || (is_unfinished && !LooksLikeField(next.text) && !BeginsWith(next.text, kDashes));
+}
+
+bool MemberSearch::AppendToField(Text line, CommentFilter* comments) {
+  const size_t needed = field_size_ + line.size() + 1;
+  if (needed > kMaxField) return true;  // what it holds will do
+  size_t room = std::max<size_t>(field_.size(), 1024);
+  while (room < needed) room *= 2;
+  if (!field_.TryResize(room)) return false;
+  uint8_t* to = field_.data() + field_size_;
+  if (field_size_ != 0) *to++ = '\n';
+  const auto put = [&](uint8_t c) { *to++ = c; };
+  if (is_mime_) {
+    comments->Feed(line, put);
+  } else {
+    std::for_each(line.begin(), line.end(), put);
+  }
+  field_size_ = static_cast<uint32_t>(to - field_.data());
+  return true;
+}
+
+bool MemberSearch::EnclosedIsMail() {
+  (void)lines_.Fill(kExamined);
+  const auto ahead = static_cast<size_t>(lines_.end() - lines_.begin());
+  FixedMemoryStream in(Text(lines_.begin(), std::min<size_t>(ahead, kExamined)));
+  return DetectMime(in, 0, *formats_);
+}
+
+bool MemberSearch::Extract(Stream& out, uint32_t max_bytes, uint32_t* written) {
+  mail::MailOutput output(out, max_bytes, &output_);
+  mail::MailBody body{lines_, boundaries_};
+  lines_.Seek(body_at_);
+  bool ok = false;
+  if (body_end_ != kNone) {
+    ok = CopyKnownText(&output);
+  } else {
+    ok = Decode(&body, &output);
+  }
+  *written = output.written();
+  if (!ok || body_end_ != kNone) return ok;
+  if (body.passed != mail::MailBody::kNone) {
+    next_at_ = body.passed;
+    return true;
+  }
+  Line line;
+  while (is_mime_ && !is_block_ && lines_.TakeLine(&line)) {  // ends with the input
+    if (TestBoundary(line.text) == BoundaryLine::kNone) continue;
+    lines_.Seek(line.at);
+    break;
+  }
+  next_at_ = lines_.offset();
+  return !lines_.failed();
+}
+
+bool MemberSearch::Decode(mail::MailBody* body, mail::MailOutput* output) {
+  switch (member_.encoding) {
+    case TransferEncoding::kUuencode:
+      return mail::DecodeUuencode(body, output);
+    case TransferEncoding::kBase64:
+      return mail::DecodeBase64(body, output);
+    case TransferEncoding::kQuotedPrintable:
+      return mail::DecodeQuotedPrintable(body, output);
+    case TransferEncoding::kBinHex:
+      return mail::DecodeBinHex(body, output);
+    default:
+      return mail::CopyText(body, output);
+  }
+}
+
+// Text whose end the search has seen.
+bool MemberSearch::CopyKnownText(mail::MailOutput* output) {
+  while (lines_.offset() < body_end_) {  // each turn copies a byte at least, or ends
+    if (!lines_.Fill(1)) break;
+    const auto ahead = static_cast<uint32_t>(lines_.end() - lines_.begin());
+    const uint32_t size = std::min(ahead, body_end_ - lines_.offset());
+    if (!output->Write(Text(lines_.begin(), size))) break;
+    lines_.Advance(size);
+  }
+  return output->Finish() && !lines_.failed();
+}
+
+}  // namespace brix::mime

@@ -1,0 +1,289 @@
+// mime_test.cpp - the walk through a message: which members it finds, what they are called and hold, and that bad
+// input costs no more than its size.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+#include "core/memory_stream.h"
+#include "formats/registry.h"
+#include "support/bytes.h"
+#include "support/handler_walk.h"
+#include "support/rows.h"
+
+namespace brix {
+namespace {
+
+constexpr uint32_t kMail = 9;
+
+std::span<const uint8_t> AsBytes(const std::string& text) {
+  return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+}
+
+const auto kWalkOf = [](const std::string& text) { return WalkText(kMail, AsBytes(text)); };
+
+std::unique_ptr<ArchiveHandler> Handler(Stream* in) {
+  return std::unique_ptr<ArchiveHandler>(Formats().Find(kMail)->create(in, {kMail, 0, 0, Formats()}));
+}
+
+// The members' names and types, without extracting any.
+const auto kTypesOf = [](const std::string& text) {
+  FixedMemoryStream in(AsBytes(text));
+  const auto handler = Handler(&in);
+  std::string result;
+  char name[kNameBufferSize];
+  bool ok = handler->OpenArchive(name);
+  for (; ok && name[0] != '\0'; ok = handler->NextMember(name)) {
+    char type[16];
+    uint32_t size = sizeof type;
+    EXPECT_TRUE(handler->GetMemberType(type, &size));
+    EXPECT_EQ(size, std::strlen(type) + 1);
+    result += std::string(name) + ":" + type + " ";
+  }
+  return result + (ok ? "$" : "damaged");
+};
+
+const std::string kHead = "MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=b\n\n";
+std::string Part(const std::string& header, const std::string& body) {
+  return "--b\n" + header + "\n" + body + "\n";
+}
+const std::string kBase64 = "Content-Type: a/b\nContent-Transfer-Encoding: base64\n";
+const std::string kBlock = "begin 644 r.doc\n#86)C\n`\nend\n";
+
+TEST(Mime, FindsMembers) {
+  const Rows<std::string, std::string> rows = {
+      {"an empty file", "", "$"},
+      {"a block in text", "text\n\n" + kBlock + "more\n" + kBlock, "r.doc=abc r.doc=abc $"},
+      {"two blocks in one part", kHead + Part("Content-Type: text/plain\n", kBlock + kBlock) + "--b--\n",
+       "r.doc=abc r.doc=abc $"},
+      {"mode without a name", "begin 644\n#86)C\nend\n", "unknown=abc $"},
+      {"blank lines in front of the data", "BEGIN x\n\n\t\n#86)C\nend\n", "x=abc $"},
+      {"a brace is no name", "begin {\n#86)C\n", "$"},
+      {"no data line", "begin 644 a\ntext\n", "$"},
+      {"the third word wins", "begin 644 a b\n#86)C\n", "a=abc $"},
+      {"five words", "begin 644 a b c\n#86)C\n", "$"},
+      {"a plain part", kHead + Part("", "one\r\n\ntwo\r") + "--b--\nepilogue", "unknown=one\r\n\ntwo $"},
+      {"parts",
+       kHead + Part(kBase64, "SGVsbG8=") + Part("Content-Type: text/html; name=\"n; x\"\n", "<") + "--b--",
+       "unknown=Hello n=< $"},
+      {"unclosed", kHead + Part("Content-Type: text/html\n", "a"), "unknown=a\n $"},
+      {"no body", kHead + "--b\nContent-Type: a/b; name=x\n--b--\n", "x= $"},
+      {"a message of one part", "Content-Type: text/plain; name=n\n\nbody\n", "n=body\n $"},
+      {"CR as line end",
+       "MIME-Version: 1.0\rContent-Type: multipart/a; boundary=b\r\r--b\r" + kBase64 + "\nSGVs\r--b--\r",
+       "unknown=Hel $"},
+      {"an enclosed message in line",
+       kHead +
+           Part("Content-Type: message/rfc822; name=m\nContent-Transfer-Encoding: 7bit\n",
+                "Subject: x\n" + kBase64 + "\nSGVs") +
+           Part("", "end") + "--b--",
+       "unknown=Hel unknown=end $"},
+      {"an enclosed message that is none",
+       kHead + Part("Content-Type: message/rfc822\n", "no mail") + "--b--", "unknown=no mail $"},
+      {"a boundary sniffed in a header block", "Content-Type: a/b\n--s1 \nContent-Type: c/d\n\nx\n--s1--\n",
+       "unknown=x $"},
+      {"a multipart without a boundary",
+       "MIME-Version: 1.0\nContent-Type: multipart/mixed\n\npreamble\n--s\n" + kBase64 +
+           "\nSGVs\n--s\n\ntext\n--s--\n",
+       "unknown=Hel unknown=text $"},
+      {"BinHex by its type",
+       kHead + Part("Content-Type: application/mac-binhex40; name=h\n", "!!!!") + "--b--", "h= $"},
+      {"BinHex by its note", kHead + Part("", "(this file must be converted with BinHex 4.0)\n:") + "--b--",
+       "unknown= $"},
+      {"a mailbox",
+       "From a\nMIME-Version: 1.0\nContent-Type: text/html\n\none\nFrom b\n" + kBase64 + "\nSGVs\nFrom c\n" +
+           "Content-Type: text/plain\n\nthree\n",
+       "unknown=one unknown=Hel unknown=three\n $"},
+      {"a header inside text", "Content-Type: text/plain\n\ntext\n\n" + kBase64 + "\nSGVs\n",
+       "unknown=text\n unknown=Hel $"},
+      {"an enclosed message's header is no text",
+       kHead + Part("", "From: x\nContent-Type: text/plain\n\ny") + "--b--", "unknown=y $"},
+      {"hidden behind a soft break",
+       kHead + Part("Content-Transfer-Encoding: quoted-printable\n", "a=") + Part(kBase64, "SGVs") +
+           "--b--\n",
+       "unknown=a--b\r\nContent-Type: a/b\r\nContent-Transfer-Encoding: base64\r\n\r\nSGVs\r\n unknown=Hel "
+       "$"},
+  };
+  ExpectRows(rows, kWalkOf);
+}
+
+TEST(Mime, ReadsFieldsOfParts) {
+  const auto walk = [](const std::string& header) {
+    return kWalkOf(kHead + Part(header, "SGVs") + "--b--\n");
+  };
+  const std::string long_name(600, 'n');
+  const Rows<std::string, std::string> rows = {
+      {"the later name wins", "Content-Disposition: attachment; filename=f\nContent-Type: a/b; name=n\n",
+       "n=SGVs $"},
+      {"and the other way", "Content-Type: a/b; name=n\nContent-Disposition: x; filename=f\n", "f=SGVs $"},
+      {"a second encoding is ignored", kBase64 + "Content-Transfer-Encoding: 8bit\n", "unknown=Hel $"},
+      {"unless dashes stand between", "Content-Transfer-Encoding: 8bit\n--x\n" + kBase64, "unknown=Hel $"},
+      {"an implied encoding gives way", "Content-Type: application/mac-binhex\n" + kBase64, "unknown=Hel $"},
+      {"an unknown encoding", "Content-Transfer-Encoding: rot13\nContent-Type: a/b\n", "unknown=SGVs $"},
+      {"any case, blanks, a folded parameter", "CONTENT-TYPE :a/b;\n\t NAME =\n \"q r\" ; x\n", "q r=SGVs $"},
+      {"a semicolon in quotes hides no name", "Content-Type: a/b; x=\"; name=no\"; name=n\n", "n=SGVs $"},
+      {"comments", "Content-(c)Type: a/b (open\nstill (nested) open); name=n(x)\nX: (\n", "n=SGVs $"},
+      {"an open comment ends at the next field", "Content-Description: (\n" + kBase64, "unknown=Hel $"},
+      {"and at the blank line", "Content-Type: a/b; name=n (open\n", "n=SGVs $"},
+      {"511 characters of a name", "Content-Type: a/b; name=" + long_name + "\n",
+       long_name.substr(0, 511) + "=SGVs $"},
+      {"other fields in front", "X-A: b\n" + kBase64, "unknown=Hel $"},
+      {"the blank line is missing", kBase64 + "SGVs\nbG8h\n--b\n", "unknown=Hello! unknown=SGVs $"},
+      {"a line that is no field", kBase64 + "junk\n", "unknown=Hel $"},
+      {"only other fields", "X-A: b\n", "unknown=SGVs $"},
+  };
+  ExpectRows(rows, walk);
+  std::string many = "Content-Type: a/b\n";
+  for (int i = 0; i < 99; ++i) many += "X: y\n";
+  EXPECT_EQ(walk(many + "Content-Transfer-Encoding: base64\n"), "unknown=SGVs $")
+      << "behind the hundredth line";
+  EXPECT_EQ(kWalkOf("Content-Type: multipart/a; boundary=" + std::string(120, 'c') + "\n\n--" +
+                    std::string(100, 'c') + "x\n\ntext\n--" + std::string(100, 'c') + "--"),
+            "unknown=text $")
+      << "a boundary is cut at 100 characters";
+  EXPECT_EQ(
+      kWalkOf("Content-Type: a/b\n--" + std::string(71, 's') + "\n\nx\n--" + std::string(71, 's') + "\n"),
+      "unknown=x\n--" + std::string(71, 's') + "\n $")
+      << "a line of 73 characters is not learned";
+}
+
+TEST(Mime, TypesAndWalksWithoutExtraction) {
+  const std::string message = kHead + Part("", "x") + Part("Content-Type: text/html\n", "x") +
+                              Part(kBase64, "x") + Part("X: y\n", kBlock) +
+                              Part("Content-Type: message/rfc822\n", "x") + "--b--\n";
+  EXPECT_EQ(kTypesOf(message),
+            "unknown:plaintext unknown:othertext unknown:other unknown:unknowncontent r.doc:unknowncontent "
+            "unknown:rfc822 $");
+  EXPECT_EQ(kTypesOf(kBlock + "(this file must be converted with BinHex)\n"),
+            "r.doc:unknowncontent unknown:unknowncontent $");
+  EXPECT_EQ(WalkText(kMail, AsBytes(kHead + Part(kBase64, "SGVsbG8=") + Part(kBase64, "SGVs")), 2),
+            "unknown=He unknown=He $");
+  SweepDamage(kMail, AsBytes(message));
+}
+
+TEST(Mime, AnswersQueries) {
+  const std::string message =
+      "Subject: =?utf-8?q?=41?=\nX-Folded: a\n\tb\nContent-Type: text/html; name=n\n\nbody\n\nNot: me\n";
+  FixedMemoryStream in(AsBytes(message));
+  const auto handler = Handler(&in);
+  char name[kNameBufferSize];
+  EXPECT_TRUE(handler->SetContext(7));
+  EXPECT_FALSE(handler->SetContext(8)) << "set once";
+  ASSERT_TRUE(handler->OpenArchive(name));
+  const auto ask = [&](const char* property) {
+    char text[64];
+    uint32_t size = 0;
+    EXPECT_FALSE(handler->GetMemberProperty(property, nullptr, &size));
+    if (size == 0) return std::string("?");
+    const uint32_t needed = size--;
+    EXPECT_FALSE(handler->GetMemberProperty(property, text, &size)) << "a byte too few";
+    EXPECT_EQ(size, needed);
+    EXPECT_TRUE(handler->GetMemberProperty(property, text, &size));
+    return std::string(text);
+  };
+  const Rows<const char*, std::string> rows = {
+      {"as it stands", "subject", "=?utf-8?q?=41?="},
+      {"decoded", "decoded-Subject:", "A"},
+      {"its character set", "decoded-charset-subject", "utf-8"},
+      {"no encoded word", "charset-x-folded", "unknown"},
+      {"folded", "X-Folded", "a\n\tb"},
+      {"the name", "filename", "n"},
+      {"none", "not", "?"},
+  };
+  ExpectRows(rows, ask);
+  char text[64], field[32];
+  uint32_t size = sizeof text;
+  EXPECT_TRUE(handler->GetMemberHeader(1, field, text, &size));
+  EXPECT_EQ(std::string(field) + "=" + text, "X-Folded=a\n\tb");
+  EXPECT_FALSE(handler->GetMemberHeader(3, field, text, &size));
+  size = 14;
+  EXPECT_FALSE(handler->GetMemberType(text, &size));
+  EXPECT_EQ(size, 15u);
+  EXPECT_TRUE(handler->ReleaseMember());
+  EXPECT_FALSE(handler->ReleaseMember());
+  EXPECT_FALSE(handler->ExtractMember(&in, 0, &size)) << "released";
+  EXPECT_TRUE(handler->NextMember(name) && name[0] == '\0');
+  EXPECT_TRUE(handler->ResetMembers() && handler->NextMember(name));
+  EXPECT_STREQ(name, "n");
+  EXPECT_FALSE(handler->AddMember(&in, 0, nullptr, 0));
+}
+
+TEST(Mime, KeepsOddEndBehindBegin) { EXPECT_EQ(kWalkOf("begin 644 a\nEND some text\n"), "a= $"); }
+
+// Counts the bytes that are read from it.
+struct CountingStream final : Stream {
+  explicit CountingStream(const std::string& text) : inner(AsBytes(text)) {}
+  bool ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) override {
+    const bool ok = inner.ReadAt(offset, buf, size, got);
+    total += *got;
+    return ok;
+  }
+  bool WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t*) override { return false; }
+  bool GetSize(uint32_t* size) override { return inner.GetSize(size); }
+  bool SetSize(uint32_t) override { return false; }
+  FixedMemoryStream inner;
+  uint64_t total = 0;
+};
+
+TEST(Mime, BadInputCostsNoMoreThanItsSize) {
+  const auto repeat = [](size_t n, auto piece) {
+    std::string text;
+    for (size_t i = 0; i < n; ++i) text += piece(std::to_string(i));
+    return text;
+  };
+  const struct {
+    const char* label;
+    size_t n;
+    std::string (*piece)(const std::string& i);
+    const char* head;
+    uint64_t passes;  // the most times that each byte may be read
+  } kShapes[] = {
+      {"nested multiparts", 25000,
+       [](const std::string& i) {
+         return "Content-Type: multipart/a; boundary=x" + i + "\n\n--x" + i + "\n";
+       },
+       "", 3},
+      {"nested messages", 10000,
+       [](const std::string&) { return std::string("Subject: a\nContent-Type: message/rfc822\n\n"); }, "", 3},
+      {"empty parts", 50000, [](const std::string&) { return std::string("--b\n\n"); }, kHead.c_str(), 3},
+      {"boundaries that begin one another", 1000,
+       [](const std::string& i) {
+         return "Content-Type: multipart/a; boundary=" + std::string(std::stoul(i) % 99, 'p') + i +
+                "\n--pppp\n";
+       },
+       "", 3},
+      {"soft breaks", 20000,
+       [](const std::string&) {
+         return std::string("--b\nContent-Transfer-Encoding: quoted-printable\n\na=\n");
+       },
+       kHead.c_str(), 6},
+      {"begin lines without data", 50000,
+       [](const std::string&) { return std::string("begin 644 a\n\n\n\n"); }, "", 3},
+      {"a header without end", 50000, [](const std::string& i) { return " x" + i + "; \n"; },
+       "Content-Type: a/b;\n", 3},
+      {"an open comment", 50000, [](const std::string& i) { return "x" + i + "\n"; },
+       "MIME-Version: 1.0\nContent-Type: a/b (\n", 3},
+      {"one long line", 1000000, [](const std::string&) { return std::string("long ("); },
+       "MIME-Version: 1.0\nContent-Type: ", 3},
+  };
+  for (const auto& shape : kShapes) {
+    for (size_t n = shape.n; n <= 4 * shape.n; n *= 2) {
+      const std::string text = shape.head + repeat(n, shape.piece);
+      CountingStream in(text);
+      const auto handler = Handler(&in);
+      char name[kNameBufferSize];
+      bool ok = handler->OpenArchive(name);
+      size_t members = 0;
+      MemoryStream out;
+      for (; ok && name[0] != '\0' && members <= n; ++members, ok = handler->NextMember(name)) {
+        uint32_t written = 0;
+        EXPECT_TRUE(handler->ExtractMember(&out, 0, &written)) << shape.label;
+      }
+      EXPECT_TRUE(ok && name[0] == '\0') << shape.label << ": the walk ends";
+      EXPECT_LE(in.total, shape.passes * (text.size() + 65536)) << shape.label << " " << n;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace brix
