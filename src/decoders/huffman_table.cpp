@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 
 #include "core/byte_order.h"
@@ -86,7 +85,7 @@ uint32_t SubtableBits(const SortedCodes& codes, uint32_t length, uint32_t left_o
 // The code after `code` of `bits` bits in reversed notation: adds one at the far end.
 inline uint32_t NextReversed(uint32_t code, uint32_t bits) {
   const uint32_t zeros = code ^ ((1u << bits) - 1);  // not 0: the last code has no next
-  const uint32_t high = 1u << (std::bit_width(zeros) - 1);
+  const uint32_t high = 1u << (31u - static_cast<uint32_t>(__builtin_clz(zeros)));
   return (code & (high - 1)) | high;
 }
 
@@ -180,9 +179,9 @@ bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_
     const uint32_t invalid = WithLength(kTableInvalid, 1);
     const uint32_t single =
         completeness == Completeness::kSingleBit ? WithLength(symbols[codes.symbol[0]], 1) : invalid;
-    const uint32_t deciding = order == BitOrder::kLsbFirst ? 0 : table->root_bits - 1;
+    const uint32_t deciding = order == BitOrder::kLsbFirst ? 1 : (1u << table->root_bits) >> 1;
     for (uint32_t i = 0; i < 1u << table->root_bits; ++i) {
-      table->entries[i] = (i >> deciding & 1) == 0 ? single : invalid;
+      table->entries[i] = (i & deciding) == 0 ? single : invalid;
     }
     return true;
   }
