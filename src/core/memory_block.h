@@ -42,6 +42,15 @@ class MemoryBlock {
     return true;
   }
 
+  // The same for a block that is filled little by little: makes it at least `needed` bytes long by doubling, from
+  // `first` bytes on, and never shorter.
+  [[nodiscard]] bool TryGrow(size_t needed, size_t first) {
+    if (needed <= size_) return true;
+    size_t size = size_ < first ? first : size_;
+    while (size < needed) size *= 2;
+    return TryResize(size);
+  }
+
   // Gives the bytes to the caller, who frees them with std::free. The block is empty afterwards.
   [[nodiscard]] uint8_t* Release() {
     size_ = 0;

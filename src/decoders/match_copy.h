@@ -15,24 +15,31 @@ namespace brix {
 // Bytes that CopyMatch may read and write behind the end of a match.
 inline constexpr uint32_t kMatchSlack = 32;
 
+// Copies `length` bytes that do not overlap their source, or overlap it 16 bytes in front or more. Reads and writes up to
+// kMatchSlack bytes too many.
+BRIX_ALWAYS_INLINE void CopyApart(uint8_t* to, const uint8_t* from, uint32_t length) {
+  uint8_t* const end = to + length;
+  std::memcpy(to, from, 16);
+  std::memcpy(to + 16, from + 16, 16);
+  if (length > 32) [[unlikely]] {
+    to += 32;
+    from += 32;
+    do {
+      std::memcpy(to, from, 16);
+      std::memcpy(to + 16, from + 16, 16);
+      to += 32;
+      from += 32;
+    } while (to < end);
+  }
+}
+
 // Copies `length` bytes from `distance` back, where the two may overlap. Writes up to kMatchSlack
 // bytes too many.
 BRIX_ALWAYS_INLINE void CopyMatch(uint8_t* to, uint32_t distance, uint32_t length) {
   const uint8_t* from = to - distance;
   uint8_t* const end = to + length;
   if (distance >= 16) [[likely]] {
-    std::memcpy(to, from, 16);
-    std::memcpy(to + 16, from + 16, 16);
-    if (length > 32) [[unlikely]] {
-      to += 32;
-      from += 32;
-      do {
-        std::memcpy(to, from, 16);
-        std::memcpy(to + 16, from + 16, 16);
-        to += 32;
-        from += 32;
-      } while (to < end);
-    }
+    CopyApart(to, from, length);
   } else if (distance >= 8) {
     do {
       std::memcpy(to, from, 8);

@@ -56,11 +56,6 @@ bool Build(std::span<const uint8_t> lengths, std::span<const uint32_t> symbols, 
   return true;
 }
 
-bool FastLoopPlain(bool aligned, const Tables& tables, Bits& in, Output& output, uint32_t* count) {
-  return aligned ? lzx::FastLoop<true>(tables, in, output, count)
-                 : lzx::FastLoop<false>(tables, in, output, count);
-}
-
 }  // namespace
 
 LzxDecoder::LzxDecoder(uint32_t window_bits, uint32_t resettable)
@@ -237,7 +232,8 @@ bool LzxDecoder::DecodeSymbols(Bits& in, uint32_t count) {
   Output output{ring_.data(), ring_bytes_, position_, ring_full_, &repeated_};
   const bool aligned = block_type_ == BlockType::kAligned;
   if (count >= 3 && count <= ring_bytes_ - position_ &&
-      !FastLoopPlain(aligned, *tables_, in, output, &count)) {
+      !(aligned ? lzx::FastLoop<true>(*tables_, in, output, &count)
+                : lzx::FastLoop<false>(*tables_, in, output, &count))) {
     return Refuse("lzx: symbol");
   }
   if (!(aligned ? lzx::CarefulLoop<true>(*tables_, in, output, count)

@@ -197,18 +197,6 @@ inline void CopyAround(Output& output, uint32_t to, uint32_t distance, uint32_t 
   }
 }
 
-// Copies a match whose source stands behind it in the ring, far enough not to overlap. Both may be overrun by
-// kMatchSlack bytes.
-BRIX_ALWAYS_INLINE void CopyAhead(uint8_t* to, const uint8_t* from, uint32_t length) {
-  const uint8_t* const end = to + length;
-  do {
-    std::memcpy(to, from, 16);
-    std::memcpy(to + 16, from + 16, 16);
-    to += 32;
-    from += 32;
-  } while (to < end);
-}
-
 // Decodes up to `count` bytes, fewer by one or two at the end. False: no such code, a match that goes on behind
 // the chunk, or the end of the input. The chunk does not come to the ring's end.
 template <bool kAligned>
@@ -271,7 +259,7 @@ template <bool kAligned>
         CopyMatch(out, r0, length);
       } else if (const uint8_t* const from = out + (ring_bytes - r0);
                  ring_full && from + length <= ring + ring_bytes) {
-        CopyAhead(out, from, length);
+        CopyApart(out, from, length);  // the source stands behind the match
       } else {
         CopyAround(output, static_cast<uint32_t>(out - ring), r0, length);
       }

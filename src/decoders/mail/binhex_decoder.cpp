@@ -104,8 +104,7 @@ bool DecodeBinHex(MailBody* body, MailOutput* out) {
   BinHexSink sink(out);
   Line line;
   while (out->Room(MailOutput::kMaxRoom) && body->lines.Take(&line)) {
-    if (line.starts && !line.text.empty() && body->boundaries.MayBegin(line.text[0]) &&
-        body->boundaries.Test(line.text) != BoundaryLine::kNone) {
+    if (body->IsBoundary(line)) {
       body->lines.Seek(line.at);
       break;
     }

@@ -22,14 +22,6 @@ constexpr uint32_t kMaxNodes = 1024 * 1024;
 constexpr size_t kFirstNodes = 16;
 constexpr size_t kFirstText = 1024;
 
-// Makes room for `used + more` bytes, doubling.
-bool Reserve(MemoryBlock* block, size_t used, size_t more, size_t first) {
-  if (block->size() - used >= more) return true;
-  size_t size = block->size() == 0 ? first : block->size();
-  while (size - used < more) size *= 2;
-  return block->TryResize(size);
-}
-
 }  // namespace
 
 void BoundarySet::Clear() {
@@ -39,7 +31,7 @@ void BoundarySet::Clear() {
 }
 
 uint32_t BoundarySet::NewNode(uint32_t text_at, uint32_t length) {
-  if (!Reserve(&nodes_, node_count_ * sizeof(Node), sizeof(Node), kFirstNodes * sizeof(Node))) return 0;
+  if (!nodes_.TryGrow((size_t{node_count_} + 1) * sizeof(Node), kFirstNodes * sizeof(Node))) return 0;
   nodes()[node_count_] = {text_at, 0, 0, static_cast<uint16_t>(length), 0};
   return node_count_++;
 }
@@ -57,7 +49,7 @@ bool BoundarySet::Add(Text boundary) {
     while (child != 0 && text_.data()[nodes()[child].text_at] != boundary[done])
       child = nodes()[child].sibling;
     if (child == 0) {
-      if (!Reserve(&text_, text_size_, size - done, kFirstText)) return false;
+      if (!text_.TryGrow(size_t{text_size_} + size - done, kFirstText)) return false;
       const uint32_t leaf = NewNode(text_size_, size - done);
       if (leaf == 0) return false;
       std::copy(&boundary[done], boundary.data() + size, text_.data() + text_size_);
@@ -103,11 +95,11 @@ bool BoundarySet::HasPrefixOf(Text text) const {
   return true;
 }
 
-BoundaryLine BoundarySet::Test(Text line) const {
+BoundaryLine BoundarySet::TestCandidate(Text line) const {
   const auto kind = [](uint8_t last) {
     return last == '-' ? BoundaryLine::kClosing : BoundaryLine::kOpening;
   };
-  if (line.size() < 2 || !MayBegin(line[0])) return BoundaryLine::kNone;
+  if (line.size() < 2) return BoundaryLine::kNone;
   if (line[0] == 'F') {
     constexpr uint8_t kFrom[] = {'F', 'r', 'o', 'm', ' '};
     const bool separates =

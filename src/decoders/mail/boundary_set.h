@@ -33,7 +33,9 @@ class BoundarySet {
   [[nodiscard]] bool MayBegin(uint8_t c) const { return c == '-' || c == '(' || (c == 'F' && mailbox_); }
 
   // Two dashes and a string of the set, in the line as it stands or without its comments.
-  [[nodiscard]] BoundaryLine Test(Text line) const;
+  [[nodiscard]] BoundaryLine Test(Text line) const {
+    return !line.empty() && MayBegin(line[0]) ? TestCandidate(line) : BoundaryLine::kNone;
+  }
 
  private:
   struct Node {
@@ -49,6 +51,7 @@ class BoundarySet {
   // A new leaf for `label`; 0 when there is no room.
   [[nodiscard]] uint32_t NewNode(uint32_t text_at, uint32_t length);
   [[nodiscard]] bool HasPrefixOf(Text text) const;
+  [[nodiscard]] BoundaryLine TestCandidate(Text line) const;
 
   MemoryBlock nodes_;  // the first is the root, whose label is empty
   MemoryBlock text_;

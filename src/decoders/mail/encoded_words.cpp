@@ -14,7 +14,6 @@ namespace brix::mail {
 namespace {
 
 std::string_view Characters(Text text) { return {reinterpret_cast<const char*>(text.data()), text.size()}; }
-Text Bytes(std::string_view text) { return {reinterpret_cast<const uint8_t*>(text.data()), text.size()}; }
 
 struct Word {
   size_t at = std::string_view::npos;
@@ -74,7 +73,7 @@ uint32_t DecodeEncodedWords(Text value, uint8_t* out) {
     const std::string_view between = rest.substr(0, word.at);
     if (first || !SkipSpace(between).empty()) copy(between);
     stored +=
-        word.base64 ? DecodeB(word.data, out + stored) : DecodeQuotedText(Bytes(word.data), out + stored);
+        word.base64 ? DecodeB(word.data, out + stored) : DecodeQuotedText(TextOf(word.data), out + stored);
     rest.remove_prefix(word.at + word.size);
   }
   copy(rest);

@@ -16,6 +16,11 @@ struct MailBody {
   LineReader& lines;
   const BoundarySet& boundaries;
   uint32_t passed = kNone;  // out: offset of a boundary line that the decoder read as data
+
+  // Of a piece of a line, only the first can be.
+  [[nodiscard]] bool IsBoundary(const Line& line) const {
+    return line.starts && boundaries.Test(line.text) != BoundaryLine::kNone;
+  }
 };
 
 // Each decodes until the body's end, the end of the input, a boundary line, at whose start the reader is left, or

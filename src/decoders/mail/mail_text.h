@@ -10,6 +10,10 @@ namespace brix::mail {
 
 using Text = std::span<const uint8_t>;
 
+inline Text TextOf(std::string_view text) {
+  return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+}
+
 constexpr uint8_t Lower(uint8_t c) {
   return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + ('a' - 'A')) : c;
 }

@@ -109,8 +109,7 @@ bool DecodeQuotedPrintable(MailBody* body, MailOutput* out) {
   bool soft = false;
   Line line;
   while (out->Room(2) && lines.Take(&line)) {
-    if (line.starts && body->boundaries.MayBegin(line.text.empty() ? 0 : line.text[0]) &&
-        body->boundaries.Test(line.text) != BoundaryLine::kNone) {
+    if (body->IsBoundary(line)) {
       if (!soft || body->passed != MailBody::kNone) {
         lines.Seek(line.at);
         break;

@@ -10,11 +10,6 @@ namespace {
 
 constexpr uint32_t kMaxUuLine = 86;  // characters; a line of that many or more holds no data
 
-bool IsBoundary(const MailBody& body, const Line& line) {
-  return line.starts && !line.text.empty() && body.boundaries.MayBegin(line.text[0]) &&
-         body.boundaries.Test(line.text) != BoundaryLine::kNone;
-}
-
 // The byte count in a line's first character; 0 when there is none.
 uint32_t CountOf(Text line) {
   const uint32_t count = line.empty() || line[0] < ' ' ? 0 : line[0] - uint32_t{' '};
@@ -62,7 +57,7 @@ bool CopyText(MailBody* body, MailOutput* out) {
   uint32_t end_size = 0;
   Line line;
   while (out->Room(MailOutput::kMaxRoom) && body->lines.Take(&line)) {
-    if (IsBoundary(*body, line)) {
+    if (body->IsBoundary(line)) {
       body->lines.Seek(line.at);
       break;
     }
@@ -91,7 +86,7 @@ bool DecodeUuencode(MailBody* body, MailOutput* out) {
   Line line;
   while (out->Room(64) && body->lines.TakeLine(&line)) {
     const bool is_data = line.text.size() < kMaxUuLine && IsUuencodedData(line.text);
-    if (!is_data && IsBoundary(*body, line)) {
+    if (!is_data && body->IsBoundary(line)) {
       body->lines.Seek(line.at);
       break;
     }

@@ -33,8 +33,7 @@ bool SparseMap::Append(Chunk chunk) {
     cut_ = true;
     return true;
   }
-  if ((count_ + 1) * sizeof chunk > memory_.size() &&
-      !memory_.TryResize(std::max(count_ * 2, kFirstChunks) * sizeof chunk)) {
+  if (!memory_.TryGrow((count_ + 1) * sizeof chunk, kFirstChunks * sizeof chunk)) {
     return Refuse("tar: no memory for the sparse map");
   }
   new (memory_.data() + count_ * sizeof chunk) Chunk(chunk);

@@ -9,6 +9,8 @@ using mail::Text;
 
 namespace {
 
+constexpr size_t kFirstRoom = 1024;  // bytes
+
 // Takes the next field off the front of `rest`.
 Text TakeField(Text* rest) {
   size_t at = 0;
@@ -21,20 +23,12 @@ Text TakeField(Text* rest) {
   return field;
 }
 
-bool BeginsWithAnyCase(Text text, std::string_view start) {
-  return text.size() >= start.size() &&
-         std::equal(start.begin(), start.end(), text.begin(),
-                    [](char a, uint8_t b) { return mail::Lower(static_cast<uint8_t>(a)) == mail::Lower(b); });
-}
-
 }  // namespace
 
 bool HeaderRecord::Add(Text line) {
   if (line.size() >= kMaxHeaderRecord - size_) return true;
   const size_t needed = size_ + line.size() + 1;
-  size_t room = std::max<size_t>(text_.size(), 1024);
-  while (room < needed) room *= 2;
-  if (!text_.TryResize(room)) return false;
+  if (!text_.TryGrow(needed, kFirstRoom)) return false;
   std::copy(line.begin(), line.end(), text_.data() + size_);
   size_ = static_cast<uint32_t>(needed);
   text_.data()[size_ - 1] = '\n';
@@ -53,7 +47,7 @@ bool HeaderRecord::Field(uint32_t index, Text* field) const {
 bool HeaderRecord::Find(std::string_view start, Text* value) const {
   for (Text rest(text_.data(), size_); !rest.empty();) {
     const Text field = TakeField(&rest);
-    if (!BeginsWithAnyCase(field, start)) continue;
+    if (!mail::BeginsWith(field, start)) continue;
     *value = SkipWhiteSpace(field.subspan(start.size()));
     return true;
   }

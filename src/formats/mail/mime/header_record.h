@@ -19,7 +19,8 @@ class HeaderRecord {
 
   // The field of that index: name, colon and value as they stand, lines joined by LF. False: there are fewer.
   [[nodiscard]] bool Field(uint32_t index, mail::Text* field) const;
-  // The value of the first field that begins with `start`, in any case, without leading white space.
+  // The value of the first field that begins with `start`, in any case, without leading white space. `start` is in
+  // lower case.
   [[nodiscard]] bool Find(std::string_view start, mail::Text* value) const;
 
  private:

@@ -34,6 +34,7 @@ namespace {
 
 constexpr std::string_view kContent = "content-";
 constexpr std::string_view kDashes = "--";
+constexpr size_t kFirstField = 1024;  // bytes
 constexpr uint32_t kExamined = 1024;  // bytes of an enclosed message that the recogniser sees
 
 bool IsOfBlanks(Text line) { return std::all_of(line.begin(), line.end(), mail::IsBlank); }
@@ -69,10 +70,6 @@ void MemberSearch::Open(Stream* in, const FormatTable& formats) {
   constexpr std::string_view kFrom = "From ";
   boundaries_.SetMailbox(lines_.Fill(static_cast<uint32_t>(kFrom.size())) &&
                          std::equal(kFrom.begin(), kFrom.end(), lines_.begin()));
-}
-
-BoundaryLine MemberSearch::TestBoundary(Text line) const {
-  return !line.empty() && boundaries_.MayBegin(line[0]) ? boundaries_.Test(line) : BoundaryLine::kNone;
 }
 
 bool MemberSearch::NoteHeaderLine(Text line) {
@@ -123,13 +120,13 @@ MemberSearch::Step MemberSearch::FoundText(uint32_t end, uint32_t next_at) {
 }
 
 MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
-  const BoundaryLine kind = TestBoundary(line.text);
+  const BoundaryLine kind = boundaries_.Test(line.text);
   if (kind != BoundaryLine::kNone) return MeetBoundary(line, kind);
   if (sniffs_body_ && BeginsWith(line.text, kDashes)) {
     const Text boundary = SniffBoundary(line.text);
     sniffs_body_ = boundary.empty();
     if (!sniffs_body_)
-      return LearnBoundary(boundary) ? MeetBoundary(line, BoundaryLine::kOpening) : Step::kFailed;
+      return boundaries_.Add(boundary) ? MeetBoundary(line, BoundaryLine::kOpening) : Step::kFailed;
   }
   if (line.text.empty()) {
     blank_in_text_ = true;
@@ -173,7 +170,7 @@ MemberSearch::Step MemberSearch::MeetPartStart() {
     return GoOn(NoteHeaderLine(line.text));
   }
   const bool is_header =
-      TestBoundary(line.text) == BoundaryLine::kNone &&
+      boundaries_.Test(line.text) == BoundaryLine::kNone &&
       (LooksLikeField(line.text) || BeginsWith(line.text, kContent) || BeginsWith(line.text, kDashes));
   const uint32_t at = line.at;
   lines_.Seek(at);
@@ -235,7 +232,7 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
   uint32_t examined = 0;
   loose_at_ = kNone;
   while (lines_.TakeLine(&line)) {  // ends with the input
-    if (TestBoundary(line.text) != BoundaryLine::kNone) {
+    if (boundaries_.Test(line.text) != BoundaryLine::kNone) {
       lines_.Seek(line.at);
       return BlockEnd::kBoundary;
     }
@@ -254,7 +251,7 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
     } else if (BeginsWith(line.text, kDashes)) {
       member_.has_dash_line = true;
       const Text boundary = SniffBoundary(line.text);
-      if (!boundary.empty() && !LearnBoundary(boundary)) return BlockEnd::kFailed;
+      if (!boundary.empty() && !boundaries_.Add(boundary)) return BlockEnd::kFailed;
     } else if (loose_at_ == kNone && !mail::IsBlank(line.text[0]) && !LooksLikeField(line.text)) {
       loose_at_ = line.at;
     }
@@ -266,12 +263,10 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
 bool MemberSearch::BodyIsEmpty() {
   const uint32_t at = lines_.offset();
   Line line;
-  const bool is_empty = !lines_.TakeLine(&line) || TestBoundary(line.text) != BoundaryLine::kNone;
+  const bool is_empty = !lines_.TakeLine(&line) || boundaries_.Test(line.text) != BoundaryLine::kNone;
   lines_.Seek(at);
   return is_empty;
 }
-
-bool MemberSearch::LearnBoundary(Text boundary) { return boundaries_.Add(boundary); }
 
 bool MemberSearch::ReadContentField(const Line& first) {
   CommentFilter comments;
@@ -293,11 +288,11 @@ bool MemberSearch::ReadContentField(const Line& first) {
   InterpretContentField(field, &member_, &found);
   if (!found.has_boundary) return true;
   findings_.has_boundary = true;
-  return LearnBoundary(Text(found.boundary).first(found.boundary_size));
+  return boundaries_.Add(Text(found.boundary).first(found.boundary_size));
 }
 
 bool MemberSearch::ContinuesField(const Line& next, bool comment_open) const {
-  if (IsOfBlanks(next.text) || TestBoundary(next.text) != BoundaryLine::kNone) return false;
+  if (IsOfBlanks(next.text) || boundaries_.Test(next.text) != BoundaryLine::kNone) return false;
   if (mail::IsBlank(next.text[0])) return true;
   if (BeginsWith(next.text, kContent)) return false;
   const Text field = mail::TrimEnd(Text(field_.data(), field_size_));
@@ -308,9 +303,7 @@ bool MemberSearch::ContinuesField(const Line& next, bool comment_open) const {
 bool MemberSearch::AppendToField(Text line, CommentFilter* comments) {
   const size_t needed = field_size_ + line.size() + 1;
   if (needed > kMaxField) return true;  // what it holds will do
-  size_t room = std::max<size_t>(field_.size(), 1024);
-  while (room < needed) room *= 2;
-  if (!field_.TryResize(room)) return false;
+  if (!field_.TryGrow(needed, kFirstField)) return false;
   uint8_t* to = field_.data() + field_size_;
   if (field_size_ != 0) *to++ = '\n';
   const auto put = [&](uint8_t c) { *to++ = c; };
@@ -348,7 +341,7 @@ bool MemberSearch::Extract(Stream& out, uint32_t max_bytes, uint32_t* written) {
   }
   Line line;
   while (is_mime_ && !is_block_ && lines_.TakeLine(&line)) {  // ends with the input
-    if (TestBoundary(line.text) == BoundaryLine::kNone) continue;
+    if (boundaries_.Test(line.text) == BoundaryLine::kNone) continue;
     lines_.Seek(line.at);
     break;
   }

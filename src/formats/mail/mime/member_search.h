@@ -44,8 +44,6 @@ class MemberSearch {
   [[nodiscard]] bool EnclosedIsMail();
   [[nodiscard]] bool BodyIsEmpty();
   [[nodiscard]] bool NoteHeaderLine(mail::Text line);
-  [[nodiscard]] bool LearnBoundary(mail::Text boundary);
-  [[nodiscard]] mail::BoundaryLine TestBoundary(mail::Text line) const;
 
   [[nodiscard]] bool Decode(mail::MailBody* body, mail::MailOutput* output);
   [[nodiscard]] bool CopyKnownText(mail::MailOutput* output);

@@ -22,12 +22,15 @@
 #include "core/field_reader.h"
 #include "core/memory_block.h"
 #include "core/refuse.h"
+#include "decoders/mail/mail_decoders.h"
 
 namespace brix::mime {
 
 namespace {
 
-using Text = std::span<const uint8_t>;
+using mail::IsBlank;
+using mail::Lower;
+using mail::Text;
 
 constexpr uint32_t kExamined = 1024;          // bytes
 constexpr uint32_t kMaxHeaderText = 1 << 16;  // bytes of a longer header block
@@ -43,10 +46,6 @@ constexpr std::array kKeywords = {
     Keyword{"from: ", false},        Keyword{"to: ", false},        Keyword{"subject: ", false},
     Keyword{"date: ", false},        Keyword{"(this file ", false},
 };
-
-constexpr uint8_t Lower(uint8_t c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + ('a' - 'A')) : c;
-}
 
 // The bytes that a keyword may begin with: most lines are told by this alone.
 constexpr auto kMayBeginKeyword = [] {
@@ -68,8 +67,6 @@ constexpr auto kScores = [] {
   for (const char c : std::string_view(".@")) scores[static_cast<uint8_t>(c)] = 1;
   return scores;
 }();
-
-bool IsBlank(uint8_t c) { return c == ' ' || c == '\t'; }
 
 // Hands out a text line by line. Each kind of line end is looked for once, however the two are mixed.
 class Lines {
@@ -139,7 +136,7 @@ bool UuencodedDataFollow(Lines rest) {
     if (std::all_of(line.begin(), line.end(), [](uint8_t c) { return c == '\t'; })) continue;
     if (!std::all_of(line.begin(), line.end(), [](uint8_t c) { return c >= ' ' && c <= '`'; })) return false;
     const uint32_t count = UuencodedCount(line[0]);
-    return rest.last_is_cut() ? count != 0 && line.size() <= 4 * count / 3 + 5 : IsUuencodedLine(line);
+    return rest.last_is_cut() ? count != 0 && line.size() <= 4 * count / 3 + 5 : mail::IsUuencodedData(line);
   }
   return false;
 }
@@ -213,13 +210,6 @@ bool LongHeaderIsMail(Stream& in) {
 }
 
 }  // namespace
-
-bool IsUuencodedLine(Text line) {
-  if (line.empty()) return false;
-  const uint32_t count = UuencodedCount(line[0]);
-  const uint32_t full = 4 * count / 3;
-  return count != 0 && line.size() >= full + 1 && line.size() <= full + 5;
-}
 
 bool DetectMime(Stream& in, uint32_t detect_flags, const FormatTable&) {
   std::array<uint8_t, kExamined> bytes;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 
 #include "core/format_table.h"
 
@@ -11,9 +10,5 @@ namespace brix::mime {
 // With kDetectMailHint the whole header block is looked at, otherwise the first kilobyte. `in` may be a view
 // that starts at an enclosed message.
 [[nodiscard]] bool DetectMime(Stream& in, uint32_t detect_flags, const FormatTable& formats);
-
-// Whether a line, without its line end, may hold uuencoded data: its first character gives a byte count that
-// fits its length.
-[[nodiscard]] bool IsUuencodedLine(std::span<const uint8_t> line);
 
 }  // namespace brix::mime

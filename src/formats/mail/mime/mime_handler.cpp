@@ -20,8 +20,6 @@ namespace {
 
 using mail::Text;
 
-Text Bytes(std::string_view text) { return {reinterpret_cast<const uint8_t*>(text.data()), text.size()}; }
-
 // Copies a text and its terminator, if the buffer will do.
 bool Answer(Text answer, char* text, uint32_t* io_size) {
   const uint32_t room = *io_size;
@@ -70,7 +68,7 @@ class MimeHandler final : public ArchiveHandler {
       *io_size = kTypeBufferSize;
       return false;
     }
-    return Answer(Bytes(kClassWords[static_cast<uint32_t>(search_.member().content)]), text, io_size);
+    return Answer(mail::TextOf(kClassWords[static_cast<uint32_t>(search_.member().content)]), text, io_size);
   }
 
   [[nodiscard]] bool GetMemberHeader(uint32_t index, char* name, char* text, uint32_t* io_size) override {
@@ -94,14 +92,15 @@ class MimeHandler final : public ArchiveHandler {
     if (asked.ends_with(':')) asked.remove_suffix(1);
     std::array<char, kNameBufferSize> start;
     if (asked.size() >= start.size()) return false;
-    std::copy(asked.begin(), asked.end(), start.begin());
+    std::ranges::transform(asked, start.begin(),
+                           [](char c) { return static_cast<char>(mail::Lower(static_cast<uint8_t>(c))); });
     start[asked.size()] = ':';
     Text value;
     if (!search_.headers().Find({start.data(), asked.size() + 1}, &value)) {
       if (asked != "filename" || !has_member_) return false;
-      value = Bytes(search_.member().Name());
+      value = mail::TextOf(search_.member().Name());
     }
-    if (charset) return Answer(Bytes(mail::CharsetOfEncodedWords(value)), text, io_size);
+    if (charset) return Answer(mail::TextOf(mail::CharsetOfEncodedWords(value)), text, io_size);
     if (!decoded) return Answer(value, text, io_size);
     MemoryBlock buffer;
     if (!buffer.TryResize(value.size())) return false;
@@ -124,7 +123,7 @@ class MimeHandler final : public ArchiveHandler {
 
  private:
   static bool TakePrefix(std::string_view prefix, std::string_view* name) {
-    if (!mail::BeginsWith(Bytes(*name), prefix)) return false;
+    if (!mail::BeginsWith(mail::TextOf(*name), prefix)) return false;
     name->remove_prefix(prefix.size());
     return true;
   }

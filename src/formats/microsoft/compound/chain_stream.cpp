@@ -133,9 +133,9 @@ uint32_t ChainStream::Follow(uint64_t most) {
 
 // Room for one run more; where memory ends, so does the chain.
 bool ChainStream::HasRoom() {
-  const size_t room = runs_.size() / sizeof(KnownRun);
-  if (memory_ == ChainMemory::kCursor || run_count_ < room) return true;
-  return runs_.TryResize(std::max<size_t>(kFirstRuns, room * 2) * sizeof(KnownRun));
+  constexpr size_t kBytes = sizeof(KnownRun);
+  return memory_ == ChainMemory::kCursor ||
+         runs_.TryGrow((size_t{run_count_} + 1) * kBytes, kFirstRuns * kBytes);
 }
 
 void ChainStream::Remember() {

@@ -26,8 +26,7 @@ uint32_t EntryStack::At(uint32_t place) const {
 
 bool EntryStack::Push(uint32_t index) {
   const size_t at = size_t{size_} * sizeof index;
-  if (at == numbers_.size() && !numbers_.TryResize(std::max(kFirstNumbers * sizeof index, at * 2)))
-    return false;
+  if (!numbers_.TryGrow(at + sizeof index, kFirstNumbers * sizeof index)) return false;
   std::memcpy(numbers_.data() + at, &index, sizeof index);
   ++size_;
   return true;
