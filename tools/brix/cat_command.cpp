@@ -59,12 +59,7 @@ int RunCat(const Options& options) {
   return RunFiles(options.files, 1, [&](size_t index, Report& report) {
     const std::string& file = options.files[index];
     OpenFile input;
-    ExitCode code = kExitInspected;
-    std::string why;
-    if (!input.Open(toolkit.get(), file, &code, &why)) {
-      report.Problem(code, file, {}, why);
-      return;
-    }
+    if (input.Open(toolkit.get(), file, &report) != kExitInspected) return;
     Printer printer(options.member);
     WalkArchive(input.archive(), file, options.limits, &printer, &report);
     if (!printer.found()) report.Problem(kExitCannotRead, file, options.member, "no such member");

@@ -68,13 +68,9 @@ int RunExtract(const Options& options) {
   return RunFiles(options.files, options.jobs, [&](size_t index, Report& report) {
     const std::string& file = options.files[index];
     OpenFile input;
-    ExitCode code = kExitInspected;
-    std::string why;
-    if (!input.Open(toolkit.get(), file, &code, &why)) {
-      report.Problem(code, file, {}, why);
-      return;
-    }
+    if (input.Open(toolkit.get(), file, &report) != kExitInspected) return;
     TargetDir target;
+    std::string why;
     if (!target.Open(options.target, folders[index], &why)) {
       report.Problem(kExitCannotRead, options.target, {}, "cannot be written to: " + why);
       return;

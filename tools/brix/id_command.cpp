@@ -28,17 +28,17 @@ int RunId(const Options& options) {
   return RunFiles(options.files, options.jobs, [&](size_t index, Report& report) {
     const std::string& file = options.files[index];
     OpenFile input;
-    ExitCode code = kExitInspected;
     std::string why;
-    uint32_t type = BRIX_TYPE_NONE;
-    if (input.Open(toolkit.get(), file, &code, &why)) {
-      ArcTk2Archive archive = input.archive();
-      ArcTk2_ArchiveGetTopLevelType(&archive, &type);
-    } else if (code == kExitNotArchive) {
-      report.NoteExitCode(code);  // the answer, not a problem
-    } else {
+    const ExitCode code = input.TryOpen(toolkit.get(), file, &why);
+    if (code != kExitInspected && code != kExitNotArchive) {
       report.Problem(code, file, {}, why);
       return;
+    }
+    report.NoteExitCode(code);  // "not an archive" is the answer, not a problem
+    uint32_t type = BRIX_TYPE_NONE;
+    if (code == kExitInspected) {
+      ArcTk2Archive archive = input.archive();
+      ArcTk2_ArchiveGetTopLevelType(&archive, &type);
     }
     Print(options, file, NameOfType(type), &report);
   });

@@ -104,13 +104,12 @@ class Lister : public Visitor {
   MemberResult result_ = MemberResult::kOk;
 };
 
-void ListFailure(const Options& options, const std::string& file, ExitCode code, Report* report) {
-  if (!options.json) return;
+std::string FailureLine(const std::string& file, ExitCode code) {
   std::string line = "{";
   AppendJsonText("file", file, &line);
   line += ',';
   AppendJsonText("status", code == kExitNotArchive ? "not-an-archive" : "unreadable", &line);
-  report->Out(line + "}\n");
+  return line + "}\n";
 }
 
 }  // namespace
@@ -120,11 +119,9 @@ int RunList(const Options& options) {
   return RunFiles(options.files, options.jobs, [&](size_t index, Report& report) {
     const std::string& file = options.files[index];
     OpenFile input;
-    ExitCode code = kExitInspected;
-    std::string why;
-    if (!input.Open(toolkit.get(), file, &code, &why)) {
-      ListFailure(options, file, code, &report);
-      report.Problem(code, file, {}, why);
+    const ExitCode code = input.Open(toolkit.get(), file, &report);
+    if (code != kExitInspected) {
+      if (options.json) report.Out(FailureLine(file, code));
       return;
     }
     ArcTk2Archive archive = input.archive();

@@ -177,18 +177,23 @@ OpenFile::~OpenFile() {
   if (archive_ != nullptr) ArcTk2_CloseArchive(&archive_);
 }
 
-bool OpenFile::Open(ArcTk2Toolkit toolkit, const std::string& path, ExitCode* code, std::string* why) {
+ExitCode OpenFile::Open(ArcTk2Toolkit toolkit, const std::string& path, Report* report) {
+  std::string why;
+  const ExitCode code = TryOpen(toolkit, path, &why);
+  if (code != kExitInspected) report->Problem(code, path, {}, why);
+  return code;
+}
+
+ExitCode OpenFile::TryOpen(ArcTk2Toolkit toolkit, const std::string& path, std::string* why) {
   uint64_t size = 0;
-  *code = kExitCannotRead;
   const FileKind kind = InspectFile(path, &content_, &size, why);
-  if (kind == FileKind::kUnreadable) return false;
+  if (kind == FileKind::kUnreadable) return kExitCannotRead;
   if (kind == FileKind::kDirectory) *why = "is a directory";
   if (kind == FileKind::kTooLarge) *why = "4 GiB or larger, cannot be inspected";
-  if (kind != FileKind::kRegular && kind != FileKind::kSpooled) return false;
+  if (kind != FileKind::kRegular && kind != FileKind::kSpooled) return kExitCannotRead;
   if (size == 0) {
-    *code = kExitNotArchive;
     *why = "not an archive (empty file)";
-    return false;
+    return kExitNotArchive;
   }
   int32_t status = BRIX_FAILED;
   if (kind == FileKind::kSpooled) {
@@ -200,19 +205,17 @@ bool OpenFile::Open(ArcTk2Toolkit toolkit, const std::string& path, ExitCode* co
   }
   switch (status) {
     case BRIX_OK:
-      return true;
+      return kExitInspected;
     case BRIX_NOT_AN_ARCHIVE:
-      *code = kExitNotArchive;
       *why = "not an archive";
-      break;
+      return kExitNotArchive;
     case BRIX_OUT_OF_MEMORY:
       *why = "out of memory";
-      break;
+      return kExitCannotRead;
     default:
       *why = "cannot be read";
-      break;
+      return kExitCannotRead;
   }
-  return false;
 }
 
 void WalkArchive(ArcTk2Archive archive, std::string_view file, const Limits& limits, Visitor* visitor,

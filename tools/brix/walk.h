@@ -39,8 +39,10 @@ class OpenFile {
   OpenFile& operator=(const OpenFile&) = delete;
   ~OpenFile();
 
-  // False, with the exit code that tells the reason and a text that says it.
-  [[nodiscard]] bool Open(ArcTk2Toolkit toolkit, const std::string& path, ExitCode* code, std::string* why);
+  // kExitInspected when it is open; else the exit code that tells the reason, which is also a line in the report.
+  [[nodiscard]] ExitCode Open(ArcTk2Toolkit toolkit, const std::string& path, Report* report);
+  // The same with the reason in `why` only.
+  [[nodiscard]] ExitCode TryOpen(ArcTk2Toolkit toolkit, const std::string& path, std::string* why);
 
   [[nodiscard]] ArcTk2Archive archive() const { return archive_; }
 
