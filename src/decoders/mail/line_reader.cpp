@@ -20,7 +20,7 @@ namespace brix::mail {
 
 namespace {
 
-constexpr uint32_t kBuffer = 32 * 1024;
+constexpr uint32_t kBuffer = 16 * 1024;
 
 // The first CR or LF at `p` or behind it; `end` when there is none.
 const uint8_t* FindEnd(const uint8_t* p, const uint8_t* end) {
@@ -88,6 +88,19 @@ bool LineReader::Fill(uint32_t wanted) {
 }
 
 bool LineReader::Take(Line* line) {
+  const uint8_t* const stop = FindEnd(begin(), end());
+  if (end() - stop < 2 || stop - begin() > kMaxLine) return TakeSlowly(line);
+  line->text = Text(begin(), stop);
+  line->at = offset();
+  line->end_size = stop[0] == '\r' && stop[1] == '\n' ? 2 : 1;
+  line->starts = !inside_line_;
+  line->ends = true;
+  inside_line_ = false;
+  at_ = static_cast<uint32_t>(stop - block_.data()) + line->end_size;
+  return true;
+}
+
+bool LineReader::TakeSlowly(Line* line) {
   if (at_ == end_ && !Fill(1)) return false;
   uint32_t size = 0;
   for (;;) {

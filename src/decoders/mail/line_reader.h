@@ -54,6 +54,9 @@ class LineReader {
   bool Fill(uint32_t wanted);
 
  private:
+  // A line whose end does not lie ahead, or not surely.
+  [[nodiscard]] bool TakeSlowly(Line* line);
+
   Stream* in_ = nullptr;
   MemoryBlock block_;   // a usable size and kSlack
   uint32_t base_ = 0;   // offset of block_'s first byte

@@ -15,7 +15,7 @@ namespace brix::mail {
 // A decoder may put more in the buffer than the limit allows; no more is written.
 class MailOutput {
  public:
-  static constexpr uint32_t kSize = 24 * 1024;
+  static constexpr uint32_t kSize = 8 * 1024;
   static constexpr uint32_t kMaxRoom = 512;  // the most to ask Room for
 
   // `limit`: the most bytes to write, 0 meaning none. `buffer` is kept from one output to the next.
