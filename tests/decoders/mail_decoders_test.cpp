@@ -204,9 +204,9 @@ TEST(MailDecoders, BoundariesMatchByTheirBeginning) {
       {"a quoted parenthesis is none", "--\"(\"xy", BoundaryLine::kNone},
       {"not a mailbox", "From a", BoundaryLine::kNone},
   };
-  ExpectRows(rows, [&](const char* line) { return set.Test(AsBytes(line)); });
+  ExpectRows(rows, [&](const char* line) { return set.Test(Line{AsBytes(line), {}}); });
   EXPECT_TRUE(set.Add({}));
-  EXPECT_EQ(set.Test(AsBytes("--")), BoundaryLine::kClosing);
+  EXPECT_EQ(set.Test(Line{AsBytes("--"), {}}), BoundaryLine::kClosing);
 }
 
 TEST(MailDecoders, EncodedWords) {

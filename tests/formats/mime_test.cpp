@@ -86,14 +86,25 @@ TEST(Mime, FindsMembers) {
        "MIME-Version: 1.0\nContent-Type: multipart/mixed\n\npreamble\n--s\n" + kBase64 +
            "\nSGVs\n--s\n\ntext\n--s--\n",
        "unknown=Hel unknown=text $"},
+      {"a boundary of sections, named twice, with a backslash",
+       "MIME-Version: 1.0\nContent-Type: multipart/a; boundary=no; boundary*0=\"s1\";\n "
+       "boundary*1=s2\n\n--s1s2\n" +
+           kBase64 + "\nSGVs\n--s1s2\nContent-Type: multipart/a; boundary=\"a\\\\b\"\n\n--ab\n" + kBase64 +
+           "\nbG8h\n--ab--",
+       "unknown=Hel unknown=lo! $"},
+      {"a part behind a boundary that nobody named",
+       kHead + Part(kBase64, "SGVsbG8=\njunk\n--x\n" + kBase64 + "\nSGVs"), "unknown=Hello unknown=Hel $"},
+      {"a multipart's name is not its part's",
+       "Content-Type: multipart/mixed; boundary=b; name=leak\n\n" + Part("X: y\n", "z") + "--b--\n",
+       "unknown=z $"},
       {"BinHex by its type",
        kHead + Part("Content-Type: application/mac-binhex40; name=h\n", "!!!!") + "--b--", "h= $"},
       {"BinHex by its note", kHead + Part("", "(this file must be converted with BinHex 4.0)\n:") + "--b--",
        "unknown= $"},
       {"a mailbox",
        "From a\nMIME-Version: 1.0\nContent-Type: text/html\n\none\nFrom b\n" + kBase64 + "\nSGVs\nFrom c\n" +
-           "Content-Type: text/plain\n\nthree\n",
-       "unknown=one unknown=Hel unknown=three\n $"},
+           "Content-Type: text/plain\n\nthree\nFrom here on\n",
+       "unknown=one unknown=Hel unknown=three\nFrom here on\n $"},
       {"a header inside text", "Content-Type: text/plain\n\ntext\n\n" + kBase64 + "\nSGVs\n",
        "unknown=text\n unknown=Hel $"},
       {"an enclosed message's header is no text",
@@ -133,6 +144,8 @@ TEST(Mime, ReadsFieldsOfParts) {
       {"only other fields", "X-A: b\n", "unknown=SGVs $"},
   };
   ExpectRows(rows, walk);
+  EXPECT_EQ(kWalkOf("Content-Transfer-Encoding: (c) base64\n\nSGVs"), "unknown=Hel $")
+      << "not said to be MIME";
   std::string many = "Content-Type: a/b\n";
   for (int i = 0; i < 99; ++i) many += "X: y\n";
   EXPECT_EQ(walk(many + "Content-Transfer-Encoding: base64\n"), "unknown=SGVs $")

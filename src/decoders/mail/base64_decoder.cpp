@@ -83,7 +83,7 @@ bool DecodeBase64(MailBody* body, MailOutput* out) {
       const uint32_t at = lines.offset();
       Line line;
       const bool taken = lines.Take(&line);
-      const bool is_boundary = taken && boundaries.Test(line.text) != BoundaryLine::kNone;
+      const bool is_boundary = taken && boundaries.Test(line) != BoundaryLine::kNone;
       lines.Seek(at);
       if (is_boundary || !taken) break;
       line_starts = false;

@@ -118,15 +118,17 @@ bool BoundarySet::HasPrefixOf(Text text) const {
   return false;
 }
 
-BoundaryLine BoundarySet::TestCandidate(Text line) const {
+BoundaryLine BoundarySet::TestCandidate(const Line& candidate) const {
+  const Text line = candidate.text;
   const auto kind = [](uint8_t last) {
     return last == '-' ? BoundaryLine::kClosing : BoundaryLine::kOpening;
   };
   if (line.size() < 2) return BoundaryLine::kNone;
   if (line[0] == 'F') {
     constexpr uint8_t kFrom[] = {'F', 'r', 'o', 'm', ' '};
-    const bool separates =
-        line.size() >= sizeof kFrom && std::equal(std::begin(kFrom), std::end(kFrom), line.begin());
+    const bool separates = line.size() >= sizeof kFrom &&
+                           std::equal(std::begin(kFrom), std::end(kFrom), line.begin()) &&
+                           LooksLikeField(candidate.ahead);
     return separates ? BoundaryLine::kClosing : BoundaryLine::kNone;
   }
   if (size_ == 0 && !has_empty_) return BoundaryLine::kNone;

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "core/memory_block.h"
-#include "decoders/mail/mail_text.h"
+#include "decoders/mail/line_reader.h"
 
 namespace brix::mail {
 
@@ -26,15 +26,16 @@ class BoundarySet {
   // boundary. False: no memory, or the set is full, with 16 MiB.
   [[nodiscard]] bool Add(Text boundary);
 
-  // In a mailbox file a line that begins with "From " separates messages, and ends what a boundary would.
+  // In a mailbox file a line that begins with "From ", with a header field behind it, separates messages, and ends what
+  // a boundary would.
   void SetMailbox(bool on) { mailbox_ = on; }
 
   // Whether a line that begins so may be a boundary line: asked first, since few do.
   [[nodiscard]] bool MayBegin(uint8_t c) const { return c == '-' || c == '(' || (c == 'F' && mailbox_); }
 
   // Two dashes and a string of the set, in the line as it stands or without its comments.
-  [[nodiscard]] BoundaryLine Test(Text line) const {
-    return !line.empty() && MayBegin(line[0]) ? TestCandidate(line) : BoundaryLine::kNone;
+  [[nodiscard]] BoundaryLine Test(const Line& line) const {
+    return !line.text.empty() && MayBegin(line.text[0]) ? TestCandidate(line) : BoundaryLine::kNone;
   }
 
  private:
@@ -50,7 +51,7 @@ class BoundarySet {
   // the word that leads to it.
   [[nodiscard]] uint32_t FindChild(uint32_t* link_at, uint8_t first) const;
   [[nodiscard]] bool HasPrefixOf(Text text) const;
-  [[nodiscard]] BoundaryLine TestCandidate(Text line) const;
+  [[nodiscard]] BoundaryLine TestCandidate(const Line& candidate) const;
 
   MemoryBlock block_;  // a word that leads to the first node, and the nodes
   uint32_t size_ = 0;  // bytes used of it; 0: no nodes

@@ -12,9 +12,12 @@ namespace brix::mail {
 // The longest line that is kept whole, in bytes. Of a longer one the walk sees this much; decoders get it in pieces.
 inline constexpr uint32_t kMaxLine = 256 * 1024;
 
+inline constexpr uint32_t kAhead = 64;  // bytes
+
 // A line without its end, or a piece of one that is longer than kMaxLine. Valid until the reader moves on.
 struct Line {
   Text text;
+  Text ahead;             // what lies behind the line or piece, at least kAhead bytes unless the input ends
   uint32_t at = 0;        // offset of its first byte
   uint32_t end_size = 0;  // bytes of its line end: CR, LF or CRLF; 0 at the end of the input
   bool starts = true;     // the piece begins a line
