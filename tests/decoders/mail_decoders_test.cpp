@@ -209,6 +209,21 @@ TEST(MailDecoders, BoundariesMatchByTheirBeginning) {
   EXPECT_EQ(set.Test(Line{AsBytes("--"), {}}), BoundaryLine::kClosing);
 }
 
+TEST(MailDecoders, BoundariesTakeNoMoreThanTheirBound) {
+  BoundarySet set;
+  std::string text(100, 'x');
+  uint32_t count = 0;
+  for (; count < 1000000; ++count) {
+    for (int i = 0; i < 4; ++i) text[static_cast<size_t>(i)] = static_cast<char>('a' + (count >> 4 * i & 15));
+    if (!set.Add(AsBytes(text + std::to_string(count)))) break;
+    EXPECT_EQ(set.Test(Line{AsBytes("--" + text), {}}), BoundaryLine::kOpening);
+    if (count == 65535) text[99] = 'y';
+    if (count == 131071) text[98] = 'y';
+  }
+  EXPECT_GT(count, 65536u);
+  EXPECT_LT(count, 200000u) << "16 MiB";
+}
+
 TEST(MailDecoders, EncodedWords) {
   const auto decode = [](const std::string& text) {
     std::string out(text.size(), '\0');
