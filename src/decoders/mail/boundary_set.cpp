@@ -26,7 +26,7 @@ constexpr uint32_t kLinkMask = 0xFFFFFF;  // of a word; 0: no node
 constexpr uint32_t kHasChildren = 1u << 24;
 constexpr uint32_t kLengthShift = 25;
 constexpr uint32_t kMaxSize = 16 * 1024 * 1024;  // links have 24 bits
-constexpr uint32_t kGrowth = 1024;
+constexpr uint32_t kGrowth = 256;
 
 }  // namespace
 
@@ -45,7 +45,7 @@ bool BoundarySet::Append(uint32_t words, Text label, uint32_t* at) {
   const auto taken = static_cast<uint32_t>(words * kWord + label.size());
   const size_t needed = size_t{size_} + taken;
   if (needed > kMaxSize) return Refuse("mail: too many boundaries");
-  if (needed > block_.size() && !block_.TryResize(needed + needed / 8 + kGrowth)) return false;
+  if (needed > block_.size() && !block_.TryResize(needed + needed / 32 + kGrowth)) return false;
   *at = size_ + (words - 1) * kWord;
   std::copy(label.begin(), label.end(), block_.data() + *at + kWord);
   size_ += taken;

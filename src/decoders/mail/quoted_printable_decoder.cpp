@@ -25,22 +25,6 @@ constexpr auto kHexDigits = [] {
 
 bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
 
-// Copies sixteen bytes. Returns how many of them stand in front of the first "=" or line end.
-uint32_t CopySixteen(const uint8_t* in, uint8_t* out) {
-#ifdef __SSE2__
-  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
-  const auto is = [&](char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); };
-  const auto hits =
-      static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(is('='), _mm_or_si128(is('\r'), is('\n')))));
-  return static_cast<uint32_t>(std::countr_zero(hits | 1u << 16));
-#else
-  std::memcpy(out, in, 16);
-  return static_cast<uint32_t>(std::find_if(in, in + 16, [](uint8_t c) { return c == '=' || IsLineEnd(c); }) -
-                               in);
-#endif
-}
-
 // What stands at an "=": how many characters it takes, and the byte that it gives, if any.
 struct Escape {
   uint32_t taken;
@@ -77,44 +61,140 @@ Decoded DecodePiece(Text text, bool ends_line, MailOutput* out) {
   return {0, soft};
 }
 
-// The lines that lie ahead and hold nothing odd; sets `*soft` behind the last. Stops at the start of one that may be a
-// boundary line, has an escape that is none, is long, or whose end does not lie ahead.
-void DecodeSoundLines(LineReader& lines, const BoundarySet& boundaries, bool* soft, MailOutput* out) {
-  constexpr std::ptrdiff_t kLongest = MailOutput::kMaxRoom - 64;
-  while (out->Room(MailOutput::kMaxRoom)) {  // each turn takes a line
-    const uint8_t* const line = lines.begin();
-    const uint8_t* const end = lines.end();
-    if (line == end || boundaries.MayBegin(*line)) return;
-    const uint8_t* const last =
-        line + std::min(kLongest, end - line) - 1;  // the line's end stands in front of it
-    const uint8_t* p = line;
-    uint8_t* to = out->at();
-    for (;;) {  // each turn takes sixteen bytes, or up to an escape and that
-      const uint32_t plain = CopySixteen(p, to);
+#ifdef __SSE2__
+// Copies lines as they stand and stops where one needs a look: at an "=", at a line end that is not CRLF or has a blank in
+// front, and at the start of what may be a boundary line.
+class LineCopier {
+ public:
+  explicit LineCopier(const BoundarySet& boundaries)
+      : from_(_mm_set1_epi8(boundaries.MayBegin('F') ? 'F' : '-')) {}
+
+  // The next character follows a line end, or nothing that matters.
+  void Restart(bool at_line_start) {
+    behind_cr_ = behind_blank_ = 0;
+    behind_lf_ = at_line_start ? 1 : 0;
+  }
+
+  // Copies sixteen bytes. Returns how many stand in front of the place to look at; behind a CR without LF that is the
+  // character that follows.
+  uint32_t Copy(const uint8_t* in, uint8_t* out) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
+    const auto is = [&](char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); };
+    const auto mask = [](__m128i hits) { return static_cast<uint32_t>(_mm_movemask_epi8(hits)); };
+    const uint32_t cr = mask(is('\r')), lf = mask(is('\n'));
+    const uint32_t cr_before = cr << 1 | behind_cr_;
+    const uint32_t lf_before = lf << 1 | behind_lf_;
+    const uint32_t blank_before = mask(_mm_or_si128(is(' '), is('\t'))) << 1 | behind_blank_;
+    const uint32_t starts = mask(_mm_or_si128(_mm_or_si128(is('-'), is('(')), _mm_cmpeq_epi8(bytes, from_)));
+    const uint32_t odd = mask(is('=')) | (cr_before ^ lf) | (blank_before & (cr | lf)) | (lf_before & starts);
+    behind_cr_ = cr_before >> 16;
+    behind_lf_ = lf_before >> 16;
+    behind_blank_ = blank_before >> 16;
+    if ((odd & 0xFFFF) == 0) return 16;  // apart, so that the next step need not wait for a count
+    return static_cast<uint32_t>(std::countr_zero(odd));
+  }
+
+ private:
+  const __m128i from_;
+  uint32_t behind_cr_ = 0, behind_lf_ = 0, behind_blank_ = 0;  // the character before the next is one
+};
+
+// Whole lines from `in` on, up to `end`, which has 16 readable bytes behind it. Stops in front of a line that may be a
+// boundary line or has an escape that is none. Returns where it stopped, and in `*out` the end of what came out, at most
+// two bytes for each; sets `*soft` when a line was taken: whether the last ended in a soft break.
+const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* copier, bool* soft,
+                           uint8_t** out) {
+  const uint8_t* p = in;
+  const uint8_t* line = in;  // start of the last line known to start
+  const uint8_t* run = in;   // from here on bytes were copied as they stand
+  const uint8_t* soft_end = nullptr;
+  uint8_t* to = *out;
+  uint8_t* line_out = to;
+  const auto find_line = [&] {  // the last line that starts in the run
+    for (const uint8_t* q = p; q != run; --q) {
+      if (q[-1] != '\n') continue;
+      line = q;
+      line_out = to - (p - q);
+      break;
+    }
+  };
+  const auto restart = [&](bool at_line_start) {
+    run = p;
+    copier->Restart(at_line_start);
+    if (!at_line_start) return;
+    line = p;
+    line_out = to;
+  };
+  copier->Restart(true);
+  for (;;) {  // each turn takes a byte at least, or ends
+    const uint32_t plain = copier->Copy(p, to);
+    if (plain == 16) {
+      p += 16;
+      to += 16;
+      if (p < end) continue;
+    } else {
       p += plain;
       to += plain;
-      if (p >= last) return;
-      if (plain == 16) continue;
-      if (*p != '=' || IsLineEnd(p[1])) break;
+    }
+    if (p >= end) {
+      const uint8_t* const last = std::max(run, end);
+      to -= p - last;
+      p = last;
+      break;
+    }
+    if (p != run && p[-1] == '\r' && *p != '\n') {
+      *to++ = '\n';
+      restart(true);
+    } else if (*p == '=') {
+      find_line();
       const uint32_t high = kHexDigits[p[1]];
       const uint32_t low = kHexDigits[p[2]];
-      if ((high | low) > 15) return;
-      *to++ = static_cast<uint8_t>(high << 4 | low);
-      p += 3;
-    }
-    *soft = *p == '=';
-    if (*soft) {
-      if (++p == last) return;
-    } else {
-      for (const uint8_t* behind = p; behind != line && IsBlank(behind[-1]); --behind) --to;
+      if (IsLineEnd(p[1])) {
+        p += p[1] == '\r' && p[2] == '\n' ? 3 : 2;
+        soft_end = p;
+        restart(true);
+      } else if ((high | low) < 16) {
+        *to++ = static_cast<uint8_t>(high << 4 | low);
+        p += 3;
+        restart(false);
+      } else {
+        break;
+      }
+    } else if (IsLineEnd(*p)) {
+      for (const uint8_t* blank = p; blank != run && IsBlank(blank[-1]); --blank) --to;
       *to++ = '\r';
       *to++ = '\n';
+      p += p[0] == '\r' && p[1] == '\n' ? 2 : 1;
+      restart(true);
+    } else {
+      break;
     }
-    p += p[0] == '\r' && p[1] == '\n' ? 2 : 1;
+  }
+  find_line();
+  if (line != in) *soft = line == soft_end;
+  *out = line_out;
+  return line;
+}
+
+// The lines that lie ahead, as far as they hold nothing odd.
+void DecodeSoundLines(LineReader& lines, const BoundarySet& boundaries, bool* soft, MailOutput* out) {
+  constexpr std::ptrdiff_t kRun = 1024;
+  LineCopier copier(boundaries);
+  while (out->Room(2 * kRun)) {  // each turn takes a line at least, or ends
+    const uint8_t* const in = lines.begin();
+    if (lines.end() - in < 4) return;
+    uint8_t* to = out->at();
+    const uint8_t* const taken =
+        DecodeLines(in, in + std::min(kRun, lines.end() - in - 3), &copier, soft, &to);
+    if (taken == in) return;
     out->Advance(static_cast<size_t>(to - out->at()));
-    lines.Advance(static_cast<uint32_t>(p - line));
+    lines.Advance(static_cast<uint32_t>(taken - in));
   }
 }
+#else
+void DecodeSoundLines(LineReader&, const BoundarySet&, bool*, MailOutput*) {}
+#endif
 
 }  // namespace
 

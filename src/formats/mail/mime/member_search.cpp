@@ -41,7 +41,7 @@ namespace {
 constexpr std::string_view kContent = "content-";
 constexpr std::string_view kContentType = "content-type";
 constexpr std::string_view kDashes = "--";
-constexpr size_t kFirstField = 1024;  // bytes
+constexpr size_t kFirstField = 256;   // bytes
 constexpr uint32_t kExamined = 1024;  // bytes of an enclosed message that the recogniser sees
 
 bool IsOfBlanks(Text line) { return std::all_of(line.begin(), line.end(), mail::IsBlank); }
