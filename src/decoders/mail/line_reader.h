@@ -52,7 +52,7 @@ class LineReader {
   [[nodiscard]] const uint8_t* end() const { return block_.data() + end_; }
   void Advance(uint32_t size) { at_ += size; }
 
-  // Reads until at least `wanted` bytes, at most kMaxLine, lie ahead. False when the input ends or fails before; what there is
+  // Reads until at least `wanted` bytes, not much more than kMaxLine, lie ahead. False when the input ends or fails before; what there is
   // still lies ahead.
   bool Fill(uint32_t wanted);
 
