@@ -35,7 +35,9 @@ enum Peer : uint32_t {
   kMspack = 8,
   kMspackHelp = 16,
   kMemcpy = 32,
-  kNest = 64
+  kNest = 64,
+  kGmime = 128,
+  kGmimeBlocks = 256
 };
 
 Row Walk(const char* name, const char* title, const char* file, uint32_t peers,
@@ -57,6 +59,8 @@ Row Walk(const char* name, const char* title, const char* file, uint32_t peers,
             if ((peers & kThinGzip) != 0) add("libdeflate", WalkGzipWithLibdeflate());
             if ((peers & kMspack) != 0) add("libmspack", WalkCabinetWithMspack);
             if ((peers & kMspackHelp) != 0) add("libmspack", WalkHelpWithMspack);
+            if ((peers & kGmime) != 0) add("GMime", WalkMailWithGmime);
+            if ((peers & kGmimeBlocks) != 0) add("GMime", WalkBlocksWithGmime);
             if ((peers & kMemcpy) != 0) area.contenders.push_back(Memcpy(data, file));
             return area;
           }};
@@ -166,6 +170,16 @@ const std::vector<Row>& Rows() {
            {Speed(kStream, "memcpy"), Speed(kMemory, "memcpy")}),
       Programs("installer-process", "Installer database of 4 streams", "streams.msi",
                {kBrix, {"7zz", kSevenZip.line + " Stream*"}}, {Time("7zz", 1.50, 1.00)}, 10),
+
+      Walk("mail-base64", "Mail with 40 MiB in base64", "mail-base64.eml", kGmime,
+           {Speed(kStream, "GMime", 2.0, 4.0), Speed(kMemory, "GMime")}),
+      Walk("mail-qp", "Mail with 16 MB in quoted-printable", "mail-qp.eml", kGmime,
+           {Speed(kStream, "GMime", 1.5, 2.2), Speed(kMemory, "GMime")}),
+      Walk("mail-uu", "Mail with 17 MB in uuencoded blocks", "mail-uu.eml", kGmimeBlocks,
+           {Speed(kStream, "GMime", 2.0, 3.0), Speed(kMemory, "GMime")}),
+      Walk("mail-digest", "Mail of 2,000 enclosed messages", "mail-digest.eml", kGmime,
+           {Speed(kStream, "GMime", 5, 10), Speed(kMemory, "GMime")}),
+      {"mail-growth", MailGrowth},
 
       {"detect-files", DetectFiles},
       {"detect-memory", DetectMemory},

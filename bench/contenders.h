@@ -9,7 +9,7 @@ namespace bench {
 
 using ByteSpan = std::span<const uint8_t>;
 
-// --- walks.cpp, mspack_walk.cpp. A peer that was not there at build time gives false ---
+// --- walks.cpp, mspack_walk.cpp, mail.cpp. A peer that was not there at build time gives false ---
 //
 // The leaves are handed out. Members whose name ends in ".zip" are the containers of a nest: each walker descends into
 // them and hands them to nobody; ours only when they go to memory.
@@ -25,16 +25,20 @@ bool WalkZipWithLibdeflate(ByteSpan archive, Sink& sink);
 std::function<bool(ByteSpan, Sink&)> WalkGzipWithLibdeflate();
 bool WalkCabinetWithMspack(ByteSpan archive, Sink& sink);
 bool WalkHelpWithMspack(ByteSpan archive, Sink& sink);
+bool WalkMailWithGmime(ByteSpan message, Sink& sink);
+// Finds uuencoded blocks by a search for their first lines.
+bool WalkBlocksWithGmime(ByteSpan message, Sink& sink);
 
 // The limit: the archive's bytes copied piece by piece into a buffer that stays in the cache.
 Contender Memcpy(const Data& data, const std::string& archive);
 
-// --- inflate.cpp, detect.cpp ---
+// --- inflate.cpp, detect.cpp, mail.cpp ---
 
 Area Inflate(const Data& data);
 Area InflateSmall(const Data& data);
 Area DetectFiles(const Data& data);
 Area DetectMemory(const Data& data);
 Area DetectProcess(const Data& data);
+Area MailGrowth(const Data& data);
 
 }  // namespace bench

@@ -15,17 +15,23 @@ quantum.cab         10 MB from the middle of the 48, half text and half programs
                     builds it
 help.chm            500 pages of 42,000 bytes of text (chmcmd)
 streams.msi         4 streams of 3.7 MB (msibuild)
+mail-base64.eml     five attachments of 8 MiB
+mail-qp.eml         four quoted-printable texts of 4 MB, CRLF at the line ends
+mail-uu.eml         four uuencoded blocks of 4.2 MB
+mail-digest.eml     2,000 enclosed messages, each with boundaries of its own, a text and an attachment
 small-files/        5,000 files of at most some KB, half of them containers of seven kinds
 manifest.tsv        for each archive its members, their bytes and the sum of their Adler-32, by which outputs are
                     checked; written last
 
 The content depends on the installed packages: compare figures within one run only.
 """
+import binascii
 import bz2
 import email.message
 import gzip
 import io
 import os
+import random
 import re
 import shutil
 import subprocess
@@ -204,6 +210,52 @@ def installer(streams):
     return made_by(["msibuild", "{}", "-q", query, *words], [], "streams.msi", streams)
 
 
+def mails(data):
+    """Names, contents, and the members as they come out. Boundaries look like those that Python's own writer makes."""
+    numbers = random.Random(1)
+
+    def multipart(kind, parts, newline=b"\n"):
+        boundary = b"=" * 15 + b"%019d" % numbers.randrange(10**19) + b"=="
+        lines = [b"Subject: of some parts", b"From: a@example.org", b"To: b@example.org", b"MIME-Version: 1.0",
+                 b'Content-Type: multipart/%s; boundary="%s"' % (kind, boundary), b""]
+        for fields, body in parts:
+            lines += [b"--" + boundary, *fields, b"", body]
+        return newline.join(lines + [b"--" + boundary + b"--", b""])
+
+    def attachment(name, encoding, body):
+        return [b'Content-Type: application/octet-stream; name="%s"' % name, b"Content-Transfer-Encoding: " + encoding,
+                b'Content-Disposition: attachment; filename="%s"' % name], body
+
+    def base64_of(name, content):
+        return attachment(name, b"base64", binascii_lines(binascii.b2a_base64, content, 57).rstrip(b"\n"))
+
+    def binascii_lines(encode, content, size):
+        return b"".join(encode(content[i : i + size]) for i in range(0, len(content), size))
+
+    def text(start, size):
+        """Lines without control characters and with one of another alphabet."""
+        table = bytes(c if 32 <= c < 127 or c in b"\t\n" else 0xE9 for c in range(256))
+        return data[start : start + size].replace(b"\r", b"").translate(table).rstrip(b"\n") + b"\n"
+
+    big = [data[i << 23 : (i + 1) << 23] for i in range(5)]
+    yield ("mail-base64.eml", multipart(b"mixed", [base64_of(b"part%d.bin" % i, c) for i, c in enumerate(big)]), big)
+    texts = [text(i * 4_000_000, 4_000_000).replace(b"\n", b"\r\n") for i in range(4)]
+    parts = [attachment(b"text%d.txt" % i, b"quoted-printable", binascii.b2a_qp(c)[:-2]) for i, c in enumerate(texts)]
+    yield "mail-qp.eml", multipart(b"mixed", parts, b"\r\n"), texts
+    blocks = [data[i * 10_000_000 :][:4_200_000] for i in range(4)]
+    body = [b"begin 644 block%d.bin\n%s`\nend\n" %
+            (i, binascii_lines(lambda c: binascii.b2a_uu(c, backtick=True), c, 45)) for i, c in enumerate(blocks)]
+    yield "mail-uu.eml", b"From: a@example.org\nSubject: blocks\n\n" + b"\n".join(body), blocks
+    enclosed, members = [], []
+    for i in range(2000):
+        note, piece = text(i * 9_000, 1_500).replace(b"\xe9", b"e")[:-1], data[24_000_000 + i * 9_000 :][:2_200]
+        members += [note, piece]
+        parts = [([b"Content-Type: text/plain", b"Content-Transfer-Encoding: 7bit"], note),
+                 base64_of(b"piece%04d.bin" % i, piece)]
+        enclosed.append(([b"Content-Type: message/rfc822"], multipart(b"mixed", parts)[:-1]))
+    yield "mail-digest.eml", multipart(b"digest", enclosed), members
+
+
 def packed_by(program, content):
     if program is None:
         print("skipped: quantum.cab, because no PROGRAM is named", file=sys.stderr)
@@ -250,6 +302,8 @@ def main():
     write("help.chm", help_file(pages), [content for _, content in pages])
     streams = [(f"Stream{i}", data[i * 10_000_000 :][:3_700_000]) for i in range(4)]
     write("streams.msi", installer(streams), [content for _, content in streams])
+    for mail in mails(data):
+        write(*mail)
     small_members = [content for _, content in small]
     write("many-small.zip", zip_of(small), small_members)
     write("many-small.tar", tar_of(small), small_members)

@@ -40,14 +40,22 @@ COUNTED = (
     ("cabinet-quantum", "libmspack", 0, 0),
     ("help", "brix to a stream", 0, 0),
     ("help", "libmspack", 0, 0),
+    ("mail-base64", "brix to a stream", 0, 0),
+    ("mail-base64", "GMime", 0, 0),
+    ("mail-qp", "brix to a stream", 0, 0),
+    ("mail-qp", "GMime", 0, 0),
+    ("mail-uu", "brix to a stream", 0, 0),
+    ("mail-uu", "GMime", 0, 0),
+    ("mail-digest", "brix to a stream", 0, 0),
     ("nested", "brix to memory", 0, 0),
     ("nested", "libdeflate", 0, 0),
 )
 
 # Allocations and peak: area and contender, ours and peers. What one bare inflater takes is what windows and tables are,
-# but for the areas that use another decoder, or none: these have them in KiB, as the decoders' headers tell them.
+# but for the areas that use another decoder, or none: these have them in KiB, as the decoders' headers tell them. Of mail
+# it is the buffer that lines are read into.
 BARE = ("inflate", "brix to a stream")
-WINDOWS = {"tar-small": 0, "installer": 0, "help": 64 + 32 + 40, "cabinet-lzx": 2048 + 32 + 40 + 32,
+WINDOWS = {"tar-small": 0, "mail-base64": 16, "mail-digest": 16, "installer": 0, "help": 64 + 32 + 40, "cabinet-lzx": 2048 + 32 + 40 + 32,
            "cabinet-quantum": 2048 + 1024 + 2}
 HEAPS = (
     ("zip-small", "brix to a stream"),
@@ -65,11 +73,17 @@ HEAPS = (
     ("cabinet-quantum", "brix to a stream"),
     ("help", "brix to a stream"),
     ("installer", "brix to a stream"),
+    ("mail-base64", "brix to a stream"),
+    ("mail-base64", "GMime"),
+    ("mail-digest", "brix to a stream"),
+    ("mail-digest", "GMime"),
     ("nested", "brix to memory"),
     ("nested", "libarchive"),
 )
-ALLOCATIONS_FLOOR, ALLOCATIONS_GOAL = 3, 1  # for each member, where there are so many that opening does not count
-PEAK_FLOOR, PEAK_GOAL = 1 << 20, 256 << 10  # beside windows and tables, of an extraction to a stream
+# Floors and goals.
+ALLOCATIONS = 3, 1  # for each member, where there are so many that opening does not count
+PEAK = 1024, 256  # KiB beside windows and tables, of an extraction to a stream
+OTHER_BOUNDS = {"mail-digest": ((5, 2), (256, 64))}
 
 
 def build():
@@ -182,12 +196,12 @@ def heap(folder):
         _, members, allocations, peak, _ = got
         each, beside = round(allocations / members, 2), max(0, peak - WINDOWS.get(area, bare[3] / 1024) * 1024)
         rows.append([area, contender, str(allocations), f"{each:.2f}", f"{peak / 1024:.0f}"])
-        if contender.startswith("brix") and area.endswith("-small"):
-            summary.append([area, contender, "allocations a member", f"{each:.2f}"] +
-                           verdict(each, ALLOCATIONS_FLOOR, ALLOCATIONS_GOAL, True))
+        few, small = OTHER_BOUNDS.get(area, (ALLOCATIONS, PEAK))
+        if contender.startswith("brix") and (area.endswith("-small") or area in OTHER_BOUNDS):
+            summary.append([area, contender, "allocations a member", f"{each:.2f}"] + verdict(each, *few, True))
         if contender == "brix to a stream":
             summary.append([area, contender, "peak beside windows, KiB", f"{beside / 1024:.0f}"] +
-                           verdict(beside / 1024, PEAK_FLOOR >> 10, PEAK_GOAL >> 10, True))
+                           verdict(beside / 1024, *small, True))
     return (["### Heap of one walk, opening and closing included", "",
              f"A bare inflater takes {bare[3] / 1024:.0f} KiB for its windows and tables; in KiB, other windows and tables: " +
              ", ".join(f"{area} {size}" for area, size in WINDOWS.items()) + ".", ""] +

@@ -1,4 +1,4 @@
-// byte_order.h - the only place where bytes become numbers.
+// byte_order.h - the only place where bytes become numbers, and numbers bytes.
 #pragma once
 
 #include <bit>
@@ -26,6 +26,8 @@ inline uint64_t LoadLe64(const uint8_t* p) {
   std::memcpy(&v, p, sizeof v);
   return v;
 }
+
+inline void StoreLe32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, sizeof v); }
 
 inline uint64_t LoadBe64(const uint8_t* p) { return __builtin_bswap64(LoadLe64(p)); }
 

@@ -104,6 +104,29 @@ TEST(Families, SeeTheSameMembersAtTheSameLevels) {
   EXPECT_EQ(ByName(content), toolkit);
 }
 
+// An archive in an attachment of an enclosed message, a mail in that archive; then all of it in an archive.
+TEST(Families, SeeThroughMails) {
+  const Bytes inner = Bytes().Text("MIME-Version: 1.0\nContent-Type: text/html; name=h\n\n<p>\n");
+  const Bytes outer = Bytes()
+                          .Text(
+                              "Subject: o\nMIME-Version: 1.0\nContent-Type: message/rfc822\n\nSubject: i\n"
+                              "Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n--b\n"
+                              "Content-Type: application/zip; name=z\nContent-Transfer-Encoding: binary\n\n")
+                          .Raw(Zip({{"m", inner}}))
+                          .Text("\n--b--\n");
+  for (const Bytes& content : {outer, Zip({{"mail", outer}})}) {
+    const Lines toolkit = ByToolkit(content);
+    Lines names;
+    for (const std::string& line : toolkit) names.push_back(line.substr(0, line.find(' ', 2)));
+    EXPECT_EQ(names, content.data == outer.data ? Lines({"1 unknown", "1 z", "2 m", "3 h"})
+                                                : Lines({"1 mail", "2 unknown", "2 z", "3 m", "4 h"}));
+    EXPECT_TRUE(toolkit.back().ends_with(" h <p>\n"));
+    EXPECT_EQ(BySession(content), toolkit);
+    EXPECT_EQ(ByInterrupting(content), toolkit);
+    EXPECT_EQ(ByName(content), toolkit);
+  }
+}
+
 TEST(Families, SeeThroughFormatsInFormats) {
   Bytes content;
   content.data = Fixture("nested/setup.exe");

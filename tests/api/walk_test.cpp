@@ -37,20 +37,6 @@ TEST(Walk, EntersMembersExtractedToMemoryAndFilesOnlyAndComesBack) {
   }
 }
 
-TEST(Walk, EntersArchivesInEnclosedMessagesAndMailsInArchives) {
-  const Bytes inner = Bytes().Text("MIME-Version: 1.0\nContent-Type: text/html; name=h\n\n<p>\n");
-  const Bytes outer = Bytes()
-                          .Text(
-                              "Subject: o\nMIME-Version: 1.0\nContent-Type: message/rfc822\n\nSubject: i\n"
-                              "Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n--b\n"
-                              "Content-Type: application/zip; name=z\nContent-Transfer-Encoding: binary\n\n")
-                          .Raw(Zip({{"m", inner}}))
-                          .Text("\n--b--\n");
-  for (const Target target : {Target::kMemory, Target::kFile}) {
-    EXPECT_EQ(Session(outer).WalkLines(target), (Lines{"0 unknown 0", "0 z 0", "1 m 0", "2 h 0", "-5"}));
-  }
-}
-
 TEST(Walk, QueriesFollowTheLevels) {
   Session s(Zip({{"m", Szdd("x")}}));
   const auto answers = [&s] {  // status and answer of each query

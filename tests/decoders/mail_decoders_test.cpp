@@ -81,6 +81,31 @@ TEST(MailDecoders, QuotedPrintable) {
   ExpectRows(rows, Result<DecodeQuotedPrintable>);
 }
 
+// Behind an escape that is none, which yields nothing, a line is decoded with care: the same must come out.
+TEST(MailDecoders, QuotedPrintableStepsAgreeWithCare) {
+  constexpr std::string_view kAlphabet = "aaaaaaa  \t=4E1";
+  constexpr const char* kEnds[] = {"\r\n", "\r\n", "\n", "=\r\n", " =\n", "= \t\r\n", " \t\r\n"};
+  uint32_t random = 1;
+  const auto below = [&random](size_t limit) {
+    random = random * 1664525 + 1013904223;
+    return (random >> 8) % limit;
+  };
+  for (int i = 0; i < 2000; ++i) {
+    std::string text, careful;
+    for (size_t lines = 1 + below(8); lines > 0; --lines) {
+      std::string line;
+      const size_t letters = below(2) == 0 ? 7 : kAlphabet.size();  // every other line is sound
+      for (size_t left = below(40); left > 0; --left) line += kAlphabet[below(letters)];
+      line += kEnds[below(std::size(kEnds))];
+      text += line;
+      careful += "=ZZ" + line;
+    }
+    text += "\rx\r\n\r\r\n.";
+    careful += "\r=ZZx\r\n=ZZ\r=ZZ\r\n=ZZ.";
+    EXPECT_EQ(Result<DecodeQuotedPrintable>(text), Result<DecodeQuotedPrintable>(careful)) << text;
+  }
+}
+
 TEST(MailDecoders, KeepsABoundaryBehindASoftBreakAsText) {
   EXPECT_EQ(Result<DecodeQuotedPrintable>("a=\n--b\nc=\n--b\n"), "a--b\r\nc|--b\n");
 }
@@ -204,9 +229,24 @@ TEST(MailDecoders, BoundariesMatchByTheirBeginning) {
       {"a quoted parenthesis is none", "--\"(\"xy", BoundaryLine::kNone},
       {"not a mailbox", "From a", BoundaryLine::kNone},
   };
-  ExpectRows(rows, [&](const char* line) { return set.Test(AsBytes(line)); });
+  ExpectRows(rows, [&](const char* line) { return set.Test(Line{AsBytes(line), {}}); });
   EXPECT_TRUE(set.Add({}));
-  EXPECT_EQ(set.Test(AsBytes("--")), BoundaryLine::kClosing);
+  EXPECT_EQ(set.Test(Line{AsBytes("--"), {}}), BoundaryLine::kClosing);
+}
+
+TEST(MailDecoders, BoundariesTakeNoMoreThanTheirBound) {
+  BoundarySet set;
+  std::string text(100, 'x');
+  uint32_t count = 0;
+  for (; count < 1000000; ++count) {
+    for (int i = 0; i < 4; ++i) text[static_cast<size_t>(i)] = static_cast<char>('a' + (count >> 4 * i & 15));
+    if (!set.Add(AsBytes(text + std::to_string(count)))) break;
+    EXPECT_EQ(set.Test(Line{AsBytes("--" + text), {}}), BoundaryLine::kOpening);
+    if (count == 65535) text[99] = 'y';
+    if (count == 131071) text[98] = 'y';
+  }
+  EXPECT_GT(count, 65536u);
+  EXPECT_LT(count, 200000u) << "16 MiB";
 }
 
 TEST(MailDecoders, EncodedWords) {

@@ -8,10 +8,6 @@
 #include "decoders/mail/mail_decoders.h"
 #include "decoders/mail/six_bit.h"
 
-#ifdef __SSE2__
-#include <tmmintrin.h>
-#endif
-
 namespace brix::mail {
 
 namespace {
@@ -19,8 +15,6 @@ namespace {
 constexpr uint32_t kRun = 2048;  // characters between two looks at the room and at what lies ahead
 
 #ifdef __SSE2__
-#define BRIX_SSSE3 __attribute__((target("ssse3")))
-
 // Sixteen characters a step. A character is sound when the table entries for its two halves share no bit; what is to be
 // added to it hangs on its high half, "/" apart. Stops behind the groups in front of a foreign character.
 BRIX_SSSE3 void DecodeSteps(const uint8_t** in, const uint8_t* end, uint8_t** out) {
@@ -31,7 +25,6 @@ BRIX_SSSE3 void DecodeSteps(const uint8_t** in, const uint8_t* end, uint8_t** ou
                                         0x10, 0x10, 0x10, 0x10, 0x10);
   const __m128i to_add =
       _mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A', 26 - 'a', 26 - 'a', 0, 0, 0, 0, 0, 0, 0, 0);
-  const __m128i order = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
   const __m128i half = _mm_set1_epi8(0x0F);
   const uint8_t* from = *in;
   uint8_t* to = *out;
@@ -42,9 +35,7 @@ BRIX_SSSE3 void DecodeSteps(const uint8_t** in, const uint8_t* end, uint8_t** ou
     const __m128i bad = _mm_and_si128(_mm_shuffle_epi8(low_bad, low), _mm_shuffle_epi8(high_is, high));
     const __m128i slash = _mm_cmpeq_epi8(c, _mm_set1_epi8('/'));  // -1: the entry before
     const __m128i values = _mm_add_epi8(c, _mm_shuffle_epi8(to_add, _mm_add_epi8(slash, high)));
-    const __m128i pairs = _mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140));
-    const __m128i groups = _mm_madd_epi16(pairs, _mm_set1_epi32(0x00011000));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_shuffle_epi8(groups, order));
+    PackSixteen(values, to);
     const auto sound = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bad, _mm_setzero_si128())));
     if (sound != 0xFFFF) {  // apart, so that the next step need not wait for the count
       const auto count = static_cast<uint32_t>(std::countr_one(sound));
@@ -58,11 +49,8 @@ BRIX_SSSE3 void DecodeSteps(const uint8_t** in, const uint8_t* end, uint8_t** ou
   *in = from;
   *out = to;
 }
-
-bool HasSteps() { return __builtin_cpu_supports("ssse3") != 0; }
 #else
 void DecodeSteps(const uint8_t**, const uint8_t*, uint8_t**) {}
-constexpr bool HasSteps() { return false; }
 #endif
 
 // Decodes whole groups from `in` on, as long as nothing is foreign. Returns the end of what it took.
@@ -95,7 +83,7 @@ bool DecodeBase64(MailBody* body, MailOutput* out) {
       const uint32_t at = lines.offset();
       Line line;
       const bool taken = lines.Take(&line);
-      const bool is_boundary = taken && boundaries.Test(line.text) != BoundaryLine::kNone;
+      const bool is_boundary = taken && boundaries.Test(line) != BoundaryLine::kNone;
       lines.Seek(at);
       if (is_boundary || !taken) break;
       line_starts = false;

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "core/memory_block.h"
-#include "decoders/mail/mail_text.h"
+#include "decoders/mail/line_reader.h"
 
 namespace brix::mail {
 
@@ -23,40 +23,39 @@ class BoundarySet {
   void Clear();
 
   // Adds a string, cut at kMaxBoundary characters. An empty one makes every line that begins with two dashes a
-  // boundary. False: no memory, or the set is full, with 16 MiB of strings or half a million that share no beginnings.
+  // boundary. False: no memory, or the set is full, with 16 MiB.
   [[nodiscard]] bool Add(Text boundary);
 
-  // In a mailbox file a line that begins with "From " separates messages, and ends what a boundary would.
+  // In a mailbox file a line that begins with "From ", with a header field behind it, separates messages, and ends what
+  // a boundary would.
   void SetMailbox(bool on) { mailbox_ = on; }
 
   // Whether a line that begins so may be a boundary line: asked first, since few do.
   [[nodiscard]] bool MayBegin(uint8_t c) const { return c == '-' || c == '(' || (c == 'F' && mailbox_); }
 
   // Two dashes and a string of the set, in the line as it stands or without its comments.
-  [[nodiscard]] BoundaryLine Test(Text line) const {
-    return !line.empty() && MayBegin(line[0]) ? TestCandidate(line) : BoundaryLine::kNone;
+  [[nodiscard]] BoundaryLine Test(const Line& line) const {
+    return !line.text.empty() && MayBegin(line.text[0]) ? TestCandidate(line) : BoundaryLine::kNone;
   }
 
  private:
-  struct Node {
-    uint32_t text_at;  // of its label, in text_
-    uint32_t child;    // index of its first child; 0: none
-    uint32_t sibling;  // index of the next child of its parent; 0: none
-    uint16_t length;   // of its label
-    uint16_t ends;     // 1: a string ends here
-  };
-
-  [[nodiscard]] Node* nodes() { return reinterpret_cast<Node*>(nodes_.data()); }
-  [[nodiscard]] const Node* nodes() const { return reinterpret_cast<const Node*>(nodes_.data()); }
-  // A new leaf for `label`; 0 when there is no room.
-  [[nodiscard]] uint32_t NewNode(uint32_t text_at, uint32_t length);
+  // Words and nodes go by their offset in block_.
+  [[nodiscard]] uint32_t Word(uint32_t at) const;
+  void SetWord(uint32_t at, uint32_t word);
+  [[nodiscard]] uint32_t Link(uint32_t at) const;
+  [[nodiscard]] uint32_t Length(uint32_t node) const;
+  [[nodiscard]] const uint8_t* Label(uint32_t node) const;
+  // Makes room for words and a label behind them, which is copied. `at`: out: offset of the last word.
+  [[nodiscard]] bool Append(uint32_t words, Text label, uint32_t* at);
+  // The one of the siblings that `*link_at` leads to whose label begins so, 0 when there is none; `*link_at` becomes
+  // the word that leads to it.
+  [[nodiscard]] uint32_t FindChild(uint32_t* link_at, uint8_t first) const;
   [[nodiscard]] bool HasPrefixOf(Text text) const;
-  [[nodiscard]] BoundaryLine TestCandidate(Text line) const;
+  [[nodiscard]] BoundaryLine TestCandidate(const Line& candidate) const;
 
-  MemoryBlock nodes_;  // the first is the root, whose label is empty
-  MemoryBlock text_;
-  uint32_t node_count_ = 0;
-  uint32_t text_size_ = 0;
+  MemoryBlock block_;  // a word that leads to the first node, and the nodes
+  uint32_t size_ = 0;  // bytes used of it; 0: no nodes
+  bool has_empty_ = false;
   bool mailbox_ = false;
 };
 

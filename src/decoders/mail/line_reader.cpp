@@ -20,7 +20,7 @@ namespace brix::mail {
 
 namespace {
 
-constexpr uint32_t kBuffer = 32 * 1024;
+constexpr uint32_t kBuffer = 16 * 1024;
 
 // The first CR or LF at `p` or behind it; `end` when there is none.
 const uint8_t* FindEnd(const uint8_t* p, const uint8_t* end) {
@@ -88,15 +88,27 @@ bool LineReader::Fill(uint32_t wanted) {
 }
 
 bool LineReader::Take(Line* line) {
+  const uint8_t* const stop = FindEnd(begin(), end());
+  if (end() - stop < 2 + std::ptrdiff_t{kAhead} || stop - begin() > kMaxLine) return TakeSlowly(line);
+  line->text = Text(begin(), stop);
+  line->at = offset();
+  line->end_size = stop[0] == '\r' && stop[1] == '\n' ? 2 : 1;
+  line->starts = !inside_line_;
+  line->ends = true;
+  inside_line_ = false;
+  at_ = static_cast<uint32_t>(stop - block_.data()) + line->end_size;
+  line->ahead = Text(begin(), end());
+  return true;
+}
+
+bool LineReader::TakeSlowly(Line* line) {
   if (at_ == end_ && !Fill(1)) return false;
   uint32_t size = 0;
-  for (;;) {
-    size = static_cast<uint32_t>(FindEnd(begin() + size, end()) - begin());
-    if (size > kMaxLine) size = kMaxLine;
-    const bool found = size < end_ - at_;
-    // A CR that was read last may have its LF still to come.
-    if (found && (begin()[size] == '\n' || size + 1 < end_ - at_)) break;
-    if ((!found && size == kMaxLine) || !Fill(size + (found ? 2 : 1))) break;
+  for (bool more = true;;) {  // each turn but the last reads more
+    size = std::min(static_cast<uint32_t>(FindEnd(begin() + size, end()) - begin()), kMaxLine);
+    const uint32_t behind = end_ - at_ - size;
+    if (behind >= 2 + kAhead || (behind == 0 && size == kMaxLine) || !more) break;
+    more = Fill(size + 2 + kAhead);
   }
   if (failed_) return false;
   const uint8_t* text = begin();
@@ -113,6 +125,7 @@ bool LineReader::Take(Line* line) {
   }
   inside_line_ = !line->ends;
   at_ += size + line->end_size;
+  line->ahead = Text(begin(), end());
   return true;
 }
 

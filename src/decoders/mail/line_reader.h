@@ -12,9 +12,12 @@ namespace brix::mail {
 // The longest line that is kept whole, in bytes. Of a longer one the walk sees this much; decoders get it in pieces.
 inline constexpr uint32_t kMaxLine = 256 * 1024;
 
+inline constexpr uint32_t kAhead = 64;  // bytes
+
 // A line without its end, or a piece of one that is longer than kMaxLine. Valid until the reader moves on.
 struct Line {
   Text text;
+  Text ahead;             // what lies behind the line or piece, at least kAhead bytes unless the input ends
   uint32_t at = 0;        // offset of its first byte
   uint32_t end_size = 0;  // bytes of its line end: CR, LF or CRLF; 0 at the end of the input
   bool starts = true;     // the piece begins a line
@@ -49,11 +52,14 @@ class LineReader {
   [[nodiscard]] const uint8_t* end() const { return block_.data() + end_; }
   void Advance(uint32_t size) { at_ += size; }
 
-  // Reads until at least `wanted` bytes, at most kMaxLine, lie ahead. False when the input ends or fails before; what there is
+  // Reads until at least `wanted` bytes, not much more than kMaxLine, lie ahead. False when the input ends or fails before; what there is
   // still lies ahead.
   bool Fill(uint32_t wanted);
 
  private:
+  // A line whose end does not lie ahead, or not surely.
+  [[nodiscard]] bool TakeSlowly(Line* line);
+
   Stream* in_ = nullptr;
   MemoryBlock block_;   // a usable size and kSlack
   uint32_t base_ = 0;   // offset of block_'s first byte

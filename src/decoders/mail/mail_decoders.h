@@ -19,7 +19,7 @@ struct MailBody {
 
   // Of a piece of a line, only the first can be.
   [[nodiscard]] bool IsBoundary(const Line& line) const {
-    return line.starts && boundaries.Test(line.text) != BoundaryLine::kNone;
+    return line.starts && boundaries.Test(line) != BoundaryLine::kNone;
   }
 };
 

@@ -15,8 +15,8 @@ namespace brix::mail {
 // A decoder may put more in the buffer than the limit allows; no more is written.
 class MailOutput {
  public:
-  static constexpr uint32_t kSize = 24 * 1024;
-  static constexpr uint32_t kMaxRoom = 512;  // the most to ask Room for
+  static constexpr uint32_t kSize = 5 * 1024;
+  static constexpr uint32_t kMaxRoom = 512;  // as many bytes more than there is room for may be stored
 
   // `limit`: the most bytes to write, 0 meaning none. `buffer` is kept from one output to the next.
   MailOutput(Stream& out, uint32_t limit, MemoryBlock* buffer)
@@ -24,7 +24,7 @@ class MailOutput {
     failed_ = !buffer->TryResize(kSize + kMaxRoom);
   }
 
-  // Whether the decoder should go on; then `size` bytes may be stored at at(). False: the limit is reached, or a
+  // Whether the decoder should go on; then `size` bytes, at most kSize, may be stored at at(). False: the limit is reached, or a
   // write failed.
   [[nodiscard]] bool Room(uint32_t size) {
     return used_ + size <= kSize && used_ < limit_ - written_ && !failed_ ? true : Flush();

@@ -32,6 +32,14 @@ inline bool IsBlankLine(Text line) {
   return std::all_of(line.begin(), line.end(), [](uint8_t c) { return c == '\t'; });
 }
 
+// Begins with a field's name and a colon.
+inline bool LooksLikeField(Text line) {
+  const auto colon = std::find_if(line.begin(), line.end(), [](uint8_t c) {
+    return c <= ' ' || c > '~' || c == ':' || c == '=' || c == ';' || c == '"';
+  });
+  return colon != line.begin() && colon != line.end() && *colon == ':';
+}
+
 inline Text TrimEnd(Text text) {
   while (!text.empty() && IsBlank(text.back())) text = text.first(text.size() - 1);
   return text;

@@ -36,19 +36,25 @@ void CopyValue(Text text, std::span<uint8_t>* out) {
   *out = out->first(size);
 }
 
-// The first parameter of that name, which is in lower case.
-bool FindParameter(Text field, std::string_view name, std::span<uint8_t>* out) {
+// The next parameter whose name begins so, in lower case, with nothing but `more` behind it; from `*from` on, which is
+// moved behind the place where it was found.
+bool FindParameter(Text field, std::string_view name, std::string_view more, size_t* from,
+                   std::span<uint8_t>* out) {
   bool quoted = false;
-  for (size_t at = 0; at < field.size(); ++at) {
+  for (size_t& at = *from; at < field.size(); ++at) {
     const uint8_t c = field[at];
     if (c == '"') quoted = !quoted;
     if (c == '\n') quoted = false;
     if (c != '\n' && (c != ';' || quoted)) continue;
     const Text here = SkipBlanks(field.subspan(at + 1));
     if (!BeginsWith(here, name)) continue;
-    const Text behind = SkipBlanks(here.subspan(name.size()));
+    Text behind = here.subspan(name.size());
+    while (!behind.empty() && more.find(static_cast<char>(behind[0])) != more.npos)
+      behind = behind.subspan(1);
+    behind = SkipBlanks(behind);
     if (behind.empty() || behind[0] != '=') continue;
     CopyValue(behind.subspan(1), out);
+    ++at;
     return true;
   }
   return false;
@@ -57,16 +63,14 @@ bool FindParameter(Text field, std::string_view name, std::span<uint8_t>* out) {
 void FindName(Text field, std::string_view parameter, MemberState* member) {
   std::array<uint8_t, kNameBufferSize - 1> buffer;
   std::span<uint8_t> name(buffer);
-  if (FindParameter(field, parameter, &name)) member->SetName(name);
+  size_t at = 0;
+  if (FindParameter(field, parameter, "", &at, &name)) member->SetName(name);
 }
 
-void InterpretType(Text field, Text value, MemberState* member, FieldFindings* findings) {
+void InterpretType(Text field, Text value, MemberState* member) {
   member->content = ContentClass::kOther;
   if (BeginsWith(value, "multipart")) {
     member->content = ContentClass::kMultipart;
-    std::span<uint8_t> boundary(findings->boundary);
-    findings->has_boundary = FindParameter(field, "boundary", &boundary);
-    findings->boundary_size = findings->has_boundary ? static_cast<uint32_t>(boundary.size()) : 0;
   } else if (BeginsWith(value, "text")) {
     const bool plain = BeginsWith(value.subspan(4), "/plain");
     member->content = plain ? ContentClass::kPlainText : ContentClass::kOtherText;
@@ -95,6 +99,10 @@ void InterpretEncoding(Text value, MemberState* member) {
   };
   if (member->encoding != TransferEncoding::kNone && !member->encoding_from_type && !member->has_dash_line)
     return;
+  if (!value.empty() && value[0] == '(') {  // a comment in a message that does not say that it is MIME
+    value = value.subspan(static_cast<size_t>(std::find(value.begin(), value.end(), ')') - value.begin()));
+    while (!value.empty() && (IsBlank(value[0]) || value[0] == ')')) value = value.subspan(1);
+  }
   if (!value.empty() && value[0] == '"') value = value.subspan(1);
   for (const Word& word : kWords) {
     if (!BeginsWith(value, word.text)) continue;
@@ -108,7 +116,7 @@ bool IsSpaceOfBegin(uint8_t c) { return c < 33 || c == 127; }
 
 }  // namespace
 
-void InterpretContentField(Text field, MemberState* member, FieldFindings* findings) {
+void InterpretContentField(Text field, MemberState* member) {
   const Text rest = field.subspan(kNameAt);
   // The value of the field of that name.
   const auto value_of = [&](std::string_view name, Text* value) {
@@ -124,13 +132,18 @@ void InterpretContentField(Text field, MemberState* member, FieldFindings* findi
   };
   Text value;
   if (value_of("type", &value)) {
-    InterpretType(rest, value, member, findings);
+    InterpretType(rest, value, member);
   } else if (value_of("transfer-encoding", &value)) {
     InterpretEncoding(value, member);
   } else if (value_of("disposition", &value)) {
     if (BeginsWith(value, "attachment")) member->is_attachment = true;
     FindName(rest, "filename", member);
   }
+}
+
+bool TakeBoundary(Text field, size_t* at, std::span<uint8_t>* boundary) {
+  // Of one that comes in sections ("boundary*0=") the first will do, since longer lines match too.
+  return FindParameter(field, "boundary", "*0", at, boundary);
 }
 
 bool InterpretBeginLine(Text line, MemberState* member) {

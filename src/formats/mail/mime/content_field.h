@@ -6,15 +6,12 @@
 
 namespace brix::mime {
 
-// What a field says beyond the member's state.
-struct FieldFindings {
-  bool has_boundary = false;
-  std::array<uint8_t, mail::kMaxBoundary> boundary;
-  uint32_t boundary_size = 0;
-};
-
 // Interprets a field that begins with "content-"; its lines are joined by LF and hold no comments.
-void InterpretContentField(mail::Text field, MemberState* member, FieldFindings* findings);
+void InterpretContentField(mail::Text field, MemberState* member);
+
+// The boundary strings that such a field names: the next one from `*at` on, which is moved behind it. False: no more.
+// `boundary`: in: room for one; out: cut to it.
+[[nodiscard]] bool TakeBoundary(mail::Text field, size_t* at, std::span<uint8_t>* boundary);
 
 // Whether a line that begins with "begin" may open a uuencoded block. Sets the member's name and encoding.
 [[nodiscard]] bool InterpretBeginLine(mail::Text line, MemberState* member);

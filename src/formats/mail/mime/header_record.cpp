@@ -9,7 +9,7 @@ using mail::Text;
 
 namespace {
 
-constexpr size_t kFirstRoom = 1024;  // bytes
+constexpr size_t kFirstRoom = 512;  // bytes
 
 // Takes the next field off the front of `rest`.
 Text TakeField(Text* rest) {

@@ -7,12 +7,17 @@
 // Beyond what a sound message needs:
 // - A comment left open in a field ends at a blank line, a boundary line or the next "content-" field; in other lines it
 //   swallows nothing. Otherwise one parenthesis would hide all that follows.
-// - A boundary line ends a header block too. In a mailbox file the line "From " ends whatever a boundary would.
+// - A boundary line ends a header block too. In a mailbox file a line "From ", with a field
+//   behind it, ends whatever a boundary would.
 // - A part whose body would be empty begins at the first line of its header block that is no field: its blank line is
 //   missing.
 // - A header block inside pending text ends that text, which is then shown; only when the text is a part without a header,
 //   and no blank line was met in it, were those lines the header of an enclosed message, and are not shown.
 // - Behind a block in text the search goes on at once, since another one may follow in the same part.
+// - Every boundary that a multipart names is one, with and without the backslashes in it, and the first section of one that
+//   comes in sections. What stands between a member's data and the next boundary line is passed over, but not a
+//   "content-" field behind a line that begins with two dashes: whoever reads boundaries otherwise than we do would see
+//   a part there.
 // - A multipart that names no boundary gets the first line that begins with two dashes.
 //
 // Bounds: a line is looked at in a search, again when it may begin a block, and once when its member is extracted; each
@@ -28,24 +33,18 @@ using mail::BeginsWith;
 using mail::BoundaryLine;
 using mail::CommentFilter;
 using mail::Line;
+using mail::LooksLikeField;
 using mail::Text;
 
 namespace {
 
 constexpr std::string_view kContent = "content-";
+constexpr std::string_view kContentType = "content-type";
 constexpr std::string_view kDashes = "--";
-constexpr size_t kFirstField = 1024;  // bytes
+constexpr size_t kFirstField = 256;   // bytes
 constexpr uint32_t kExamined = 1024;  // bytes of an enclosed message that the recogniser sees
 
 bool IsOfBlanks(Text line) { return std::all_of(line.begin(), line.end(), mail::IsBlank); }
-
-// Begins with a field's name and a colon.
-bool LooksLikeField(Text line) {
-  const auto colon = std::find_if(line.begin(), line.end(), [](uint8_t c) {
-    return c <= ' ' || c > '~' || c == ':' || c == '=' || c == ';' || c == '"';
-  });
-  return colon != line.begin() && colon != line.end() && *colon == ':';
-}
 
 // The beginning of a line without comments, in a buffer of the caller's.
 Text StartWithoutComments(Text line, std::span<uint8_t> buffer) {
@@ -120,7 +119,7 @@ MemberSearch::Step MemberSearch::FoundText(uint32_t end, uint32_t next_at) {
 }
 
 MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
-  const BoundaryLine kind = boundaries_.Test(line.text);
+  const BoundaryLine kind = boundaries_.Test(line);
   if (kind != BoundaryLine::kNone) return MeetBoundary(line, kind);
   if (sniffs_body_ && BeginsWith(line.text, kDashes)) {
     const Text boundary = SniffBoundary(line.text);
@@ -170,7 +169,7 @@ MemberSearch::Step MemberSearch::MeetPartStart() {
     return GoOn(NoteHeaderLine(line.text));
   }
   const bool is_header =
-      boundaries_.Test(line.text) == BoundaryLine::kNone &&
+      boundaries_.Test(line) == BoundaryLine::kNone &&
       (LooksLikeField(line.text) || BeginsWith(line.text, kContent) || BeginsWith(line.text, kDashes));
   const uint32_t at = line.at;
   lines_.Seek(at);
@@ -202,7 +201,7 @@ MemberSearch::Step MemberSearch::MeetHeaderBlock(uint32_t at) {
   const uint32_t text_end = at - last_end_size_;  // of pending text in front
   member_.Clear();
   sniffs_body_ = false;
-  findings_ = {};
+  has_boundary_ = false;
   lines_.Seek(at);
   bool has_content = false;
   const BlockEnd end = ReadHeaderBlock(&has_content);
@@ -212,7 +211,7 @@ MemberSearch::Step MemberSearch::MeetHeaderBlock(uint32_t at) {
   if (loose_at_ != kNone) lines_.Seek(loose_at_);
   const bool is_multipart = member_.content == ContentClass::kMultipart;
   if (is_multipart || (member_.content == ContentClass::kRfc822 && member_.IsPlain() && EnclosedIsMail())) {
-    sniffs_body_ = is_multipart && !findings_.has_boundary;
+    sniffs_body_ = is_multipart && !has_boundary_;
     if (!blank_in_text_) text_at_ = kNone;
     member_.Clear();
     return GoOn(!lines_.failed());
@@ -232,7 +231,7 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
   uint32_t examined = 0;
   loose_at_ = kNone;
   while (lines_.TakeLine(&line)) {  // ends with the input
-    if (boundaries_.Test(line.text) != BoundaryLine::kNone) {
+    if (boundaries_.Test(line) != BoundaryLine::kNone) {
       lines_.Seek(line.at);
       return BlockEnd::kBoundary;
     }
@@ -263,7 +262,7 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
 bool MemberSearch::BodyIsEmpty() {
   const uint32_t at = lines_.offset();
   Line line;
-  const bool is_empty = !lines_.TakeLine(&line) || boundaries_.Test(line.text) != BoundaryLine::kNone;
+  const bool is_empty = !lines_.TakeLine(&line) || boundaries_.Test(line) != BoundaryLine::kNone;
   lines_.Seek(at);
   return is_empty;
 }
@@ -284,15 +283,27 @@ bool MemberSearch::ReadContentField(const Line& first) {
   if (lines_.failed()) return false;
   const Text field(field_.data(), field_size_);
   if (!BeginsWith(field, kContent)) return true;
-  FieldFindings found;
-  InterpretContentField(field, &member_, &found);
-  if (!found.has_boundary) return true;
-  findings_.has_boundary = true;
-  return boundaries_.Add(Text(found.boundary).first(found.boundary_size));
+  InterpretContentField(field, &member_);
+  return member_.content != ContentClass::kMultipart || !BeginsWith(field, kContentType) ||
+         AddBoundaries(field);
+}
+
+bool MemberSearch::AddBoundaries(Text field) {
+  std::array<uint8_t, mail::kMaxBoundary> buffer;
+  size_t at = 0;
+  for (std::span<uint8_t> boundary(buffer); TakeBoundary(field, &at, &boundary); boundary = buffer) {
+    has_boundary_ = true;
+    if (!boundaries_.Add(boundary)) return false;
+    // Others read a backslash as the mark of what follows it.
+    const auto end = std::remove(boundary.begin(), boundary.end(), '\\');
+    if (end != boundary.begin() && end != boundary.end() && !boundaries_.Add(Text(boundary.begin(), end)))
+      return false;
+  }
+  return true;
 }
 
 bool MemberSearch::ContinuesField(const Line& next, bool comment_open) const {
-  if (IsOfBlanks(next.text) || boundaries_.Test(next.text) != BoundaryLine::kNone) return false;
+  if (IsOfBlanks(next.text) || boundaries_.Test(next) != BoundaryLine::kNone) return false;
   if (mail::IsBlank(next.text[0])) return true;
   if (BeginsWith(next.text, kContent)) return false;
   const Text field = mail::TrimEnd(Text(field_.data(), field_size_));
@@ -340,10 +351,13 @@ bool MemberSearch::Extract(Stream& out, uint32_t max_bytes, uint32_t* written) {
     return true;
   }
   Line line;
+  bool behind_dashes = false;
   while (is_mime_ && !is_block_ && lines_.TakeLine(&line)) {  // ends with the input
-    if (boundaries_.Test(line.text) == BoundaryLine::kNone) continue;
-    lines_.Seek(line.at);
-    break;
+    if (boundaries_.Test(line) != BoundaryLine::kNone || (behind_dashes && BeginsWith(line.text, kContent))) {
+      lines_.Seek(line.at);
+      break;
+    }
+    behind_dashes = BeginsWith(line.text, kDashes);
   }
   next_at_ = lines_.offset();
   return !lines_.failed();

@@ -39,6 +39,7 @@ class MemberSearch {
   Step MeetPartStart();
   BlockEnd ReadHeaderBlock(bool* has_content);
   [[nodiscard]] bool ReadContentField(const mail::Line& first);
+  [[nodiscard]] bool AddBoundaries(mail::Text field);
   [[nodiscard]] bool AppendToField(mail::Text line, mail::CommentFilter* comments);
   [[nodiscard]] bool ContinuesField(const mail::Line& next, bool comment_open) const;
   [[nodiscard]] bool EnclosedIsMail();
@@ -65,7 +66,7 @@ class MemberSearch {
   uint32_t body_end_ = kNone;  // and of their end, when the search has seen it
   uint32_t next_at_ = 0;       // where the next search begins
 
-  FieldFindings findings_;      // of the header block being read
+  bool has_boundary_ = false;   // the header block being read names one
   uint32_t text_at_ = kNone;    // offset of the pending text part
   uint32_t loose_at_ = kNone;   // offset of the first line of the header block that is no field
   MemberState text_state_;      // its name
