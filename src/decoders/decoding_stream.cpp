@@ -1,11 +1,12 @@
-// inflating_stream.cpp - serves reads out of the inflater's buffer.
+// decoding_stream.cpp - serves reads out of the decoder's buffer.
 //
-// The decoder keeps the last 32 to 128 KiB of its output in one piece of memory. A read inside it is a copy; one
-// behind it decodes on, 32 KiB at a time, and drops what nobody asked for; one before it begins the data anew.
+// The decoder keeps the last part of its output in one piece of memory. A read inside it is a copy; one behind it
+// decodes on, 32 KiB at a time, and drops what nobody asked for; one before it begins the data anew.
 //
-// Costs: the decoder's memory, whatever is read. Reading forward decodes every byte once. A read that goes back by
-// more than 32 KiB may cost as much as everything before it, so readers of hostile input go forward.
-#include "decoders/deflate/inflating_stream.h"
+// Costs: the decoder's memory, whatever is read. Reading forward decodes every byte once. A read that goes back by more
+// than what the decoder keeps (a window, or with bzip2 32 KiB) may cost as much as everything before it, so readers of
+// hostile input go forward.
+#include "decoders/decoding_stream.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,7 +17,7 @@ namespace {
 constexpr uint32_t kAhead = 32768;  // bytes decoded at a time
 }
 
-bool InflatingStream::Lend(uint64_t offset, std::span<const uint8_t>* bytes) {
+bool DecodingStream::Lend(uint64_t offset, std::span<const uint8_t>* bytes) {
   if (offset < end_ - decoder_.buffered().size()) {
     decoder_.Reset();
     end_ = 0;
@@ -35,7 +36,7 @@ bool InflatingStream::Lend(uint64_t offset, std::span<const uint8_t>* bytes) {
   return true;
 }
 
-bool InflatingStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) {
+bool DecodingStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) {
   *got = 0;
   while (*got < size) {
     std::span<const uint8_t> bytes;
@@ -48,7 +49,7 @@ bool InflatingStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint3
   return true;
 }
 
-bool InflatingStream::CopyTo(Stream& out, uint32_t offset, uint32_t* limit) {
+bool DecodingStream::CopyTo(Stream& out, uint32_t offset, uint32_t* limit) {
   const uint32_t wanted = *limit;
   *limit = 0;
   while (*limit < wanted) {
@@ -61,13 +62,13 @@ bool InflatingStream::CopyTo(Stream& out, uint32_t offset, uint32_t* limit) {
   return true;
 }
 
-bool InflatingStream::WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t* written) {
+bool DecodingStream::WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t* written) {
   *written = 0;
   return false;
 }
 
-bool InflatingStream::GetSize(uint32_t*) { return false; }
+bool DecodingStream::GetSize(uint32_t*) { return false; }
 
-bool InflatingStream::SetSize(uint32_t) { return false; }
+bool DecodingStream::SetSize(uint32_t) { return false; }
 
 }  // namespace brix

@@ -1,11 +1,12 @@
-// Reads of an inflating stream, in the order that the input says: two bytes choose each read, the rest is Deflate data.
+// Reads of a decoding stream, in the order that the input says: two bytes choose each read, the rest is Deflate data.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
 
 #include "core/memory_stream.h"
-#include "decoders/deflate/inflating_stream.h"
+#include "decoders/decoding_stream.h"
+#include "decoders/deflate/deflate_decoder.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   uint32_t produced = kMaxOutput;
   const bool ok = decoder.Decode(packed, whole, &produced);
 
-  brix::InflatingStream in(&parent, 2 * kReads, packed_size);
+  brix::DecodingStream in(decoder, &parent, 2 * kReads, packed_size);
   static std::vector<uint8_t> buffer(255 * 100);
   for (size_t i = 0; i < kReads; ++i) {
     const uint32_t offset = data[2 * i] * 600u;

@@ -1,19 +1,23 @@
-// inflating_stream.h - a Deflate stream's output as a read-only Stream.
+// decoding_stream.h - a compressed stream's output as a read-only Stream.
 #pragma once
 
 #include <cstdint>
 #include <span>
 
 #include "core/stream_views.h"
-#include "decoders/deflate/deflate_decoder.h"
+#include "decoders/resumable_decoder.h"
 
 namespace brix {
 
-// The bytes that the Deflate data at [start, start + length) of `parent` decode to. The parent is neither owned nor
-// outlived; what stands behind the data's last block is not looked at.
-class InflatingStream final : public Stream {
+// The bytes that the compressed data at [start, start + length) of `parent` decode to. Neither the parent nor the
+// decoder is owned or outlived, and nobody else uses the decoder meanwhile, which is reset here; what stands behind the
+// end of the data is not looked at.
+class DecodingStream final : public Stream {
  public:
-  InflatingStream(Stream* parent, uint32_t start, uint32_t length) : packed_(parent, start, length) {}
+  DecodingStream(ResumableDecoder& decoder, Stream* parent, uint32_t start, uint32_t length)
+      : packed_(parent, start, length), decoder_(decoder) {
+    decoder_.Reset();
+  }
 
   // Short at the end of the data and where damage begins; fails at the damage. Behind the end: 0 bytes.
   [[nodiscard]] bool ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) override;
@@ -32,9 +36,8 @@ class InflatingStream final : public Stream {
   [[nodiscard]] bool Lend(uint64_t offset, std::span<const uint8_t>* bytes);
 
   RangeStream packed_;
-  DeflateDecoder decoder_;
-  uint64_t end_ =
-      0;  // offset, in the output, of the end of what the decoder holds; goes at most 32 KiB beyond 4 GiB
+  ResumableDecoder& decoder_;
+  uint64_t end_ = 0;  // offset, in the output, of the end of what the decoder holds; goes little beyond 4 GiB
 };
 
 }  // namespace brix
