@@ -108,6 +108,8 @@ const std::vector<Row>& Rows() {
   static const std::vector<Row> rows = {
       {"inflate", Inflate},
       {"inflate-small", InflateSmall},
+      {"lzma", Lzma},
+      {"bzip2", Bzip2},
 
       Walk("zip", "ZIP of 16 large members", "corpus-6.zip", kLibarchive | kThinZip,
            {Speed(kStream, "libdeflate", 0.90, 1.00), Speed(kMemory, "libdeflate", 0.90, 1.00),

@@ -32,10 +32,12 @@ bool WalkBlocksWithGmime(ByteSpan message, Sink& sink);
 // The limit: the archive's bytes copied piece by piece into a buffer that stays in the cache.
 Contender Memcpy(const Data& data, const std::string& archive);
 
-// --- inflate.cpp, detect.cpp, mail.cpp ---
+// --- inflate.cpp, long_streams.cpp, detect.cpp, mail.cpp ---
 
 Area Inflate(const Data& data);
 Area InflateSmall(const Data& data);
+Area Lzma(const Data& data);
+Area Bzip2(const Data& data);
 Area DetectFiles(const Data& data);
 Area DetectMemory(const Data& data);
 Area DetectProcess(const Data& data);

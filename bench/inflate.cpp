@@ -8,6 +8,7 @@
 #include "core/byte_order.h"
 #include "core/memory_stream.h"
 #include "decoders/deflate/deflate_decoder.h"
+#include "sink_stream.h"
 #ifdef BRIX_PEER_LIBDEFLATE
 #include <libdeflate.h>
 #endif
@@ -31,21 +32,6 @@ struct Streams {
   Bytes file;
   std::vector<Stream> all;
   uint32_t largest = 0;
-};
-
-class SinkStream final : public brix::Stream {
- public:
-  explicit SinkStream(Sink& sink) : sink_(sink) {}
-  bool ReadAt(uint32_t, uint8_t*, uint32_t, uint32_t* got) override { return *got = 0, false; }
-  bool WriteAt(uint32_t, const uint8_t* buf, uint32_t size, uint32_t* written) override {
-    sink_.Take(buf, *written = size);
-    return true;
-  }
-  bool GetSize(uint32_t* size) override { return *size = 0, true; }
-  bool SetSize(uint32_t) override { return true; }
-
- private:
-  Sink& sink_;
 };
 
 bool Decode(brix::DeflateDecoder& decoder, const Stream& stream, brix::Stream& out) {

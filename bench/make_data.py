@@ -4,8 +4,8 @@
 usage: make_data.py FOLDER [PROGRAM]
 
 corpus-6.zip        16 members of 3 MB: headers, documentation and scripts of installed packages, then programs; and the
-                    same 48 MB as stored.zip, corpus.tar, corpus.tar.gz, corpus.gz, corpus-mszip.cab (gcab),
-                    deflate.zip and deflate64.zip (7zz)
+                    same 48 MB as stored.zip, corpus.tar, corpus.tar.gz, corpus.gz, corpus.lzma, corpus.bz2,
+                    corpus-mszip.cab (gcab), deflate.zip and deflate64.zip (7zz)
 many-small.zip      20,000 members of about 2 KB, deflated at level 6; and the same as many-small.tar
 nested.zip          four levels, 187 containers, 2,016 leaves
 tiny.zip            one member of a few bytes
@@ -30,6 +30,7 @@ import bz2
 import email.message
 import gzip
 import io
+import lzma
 import os
 import random
 import re
@@ -291,6 +292,8 @@ def main():
     write("corpus.tar", tar, big_members)
     write("corpus.tar.gz", gzip_of(tar), big_members)
     write("corpus.gz", gzip_of(data), [data])
+    write("corpus.lzma", lzma.compress(data, lzma.FORMAT_ALONE, preset=6), [data])
+    write("corpus.bz2", bz2.compress(data), [data])
     for method in ("Deflate", "Deflate64"):
         name = f"{method.lower()}.zip"
         write(name, made_by(["7zz", "a", "-tzip", f"-mm={method}", "{}"], big, name), big_members)

@@ -29,6 +29,8 @@ inline uint64_t LoadLe64(const uint8_t* p) {
 
 inline void StoreLe32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, sizeof v); }
 
+inline uint32_t LoadBe32(const uint8_t* p) { return __builtin_bswap32(LoadLe32(p)); }
+
 inline uint64_t LoadBe64(const uint8_t* p) { return __builtin_bswap64(LoadLe64(p)); }
 
 }  // namespace brix

@@ -78,7 +78,7 @@ bool DeflateDecoder::TakeMemory() {
 }
 
 void DeflateDecoder::Reset() {
-  out_ = delivered_ = buffer_.data();
+  out_ = buffer_.data();
   ResetKeepingHistory(true);
 }
 
@@ -87,29 +87,7 @@ void DeflateDecoder::ResetKeepingHistory(bool restart_output) {
   block_state_ = BlockState::kHeader;
   final_block_ = ended_ = failed_ = false;
   stored_left_ = 0;
-  delivered_ = out_;
-  if (restart_output) out_offset_ = 0;
-}
-
-bool DeflateDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
-  const uint32_t wanted = *limit;
-  *limit = 0;
-  if (!TakeMemory()) return false;
-  input_.Attach(&in);
-  for (;;) {
-    const uint32_t run = std::min(Pending(), wanted - *limit);
-    if (run != 0) {
-      if (run > UINT32_MAX - out_offset_ || !WriteExact(out, out_offset_, delivered_, run)) return false;
-      delivered_ += run;
-      out_offset_ += run;
-      *limit += run;
-    }
-    if (*limit == wanted) return true;
-    if (failed_) return false;
-    if (ended_) return true;
-    Slide();
-    failed_ = !DecodeSome(wanted - *limit);
-  }
+  RestartDelivery(restart_output);
 }
 
 bool DeflateDecoder::LendInput(std::span<const uint8_t> input) {
@@ -128,16 +106,15 @@ bool DeflateDecoder::DecodeMore(Stream& in, uint32_t wanted, uint32_t* added) {
 bool DeflateDecoder::DecodeMore(uint32_t wanted, uint32_t* added) {
   *added = 0;
   if (!failed_ && !ended_) {
-    delivered_ = out_;
     Slide();
+    const uint8_t* const before = out_;
     failed_ = !DecodeSome(wanted);
-    *added = Pending();
-    delivered_ = out_;
+    *added = static_cast<uint32_t>(out_ - before);
   }
   return *added != 0 || !failed_;
 }
 
-void DeflateDecoder::ForgetLast(uint32_t count) { delivered_ = out_ -= count; }
+void DeflateDecoder::ForgetLast(uint32_t count) { out_ -= count; }
 
 bool DeflateDecoder::AppendZeros(uint32_t count) {
   if (!TakeMemory()) return false;
@@ -148,7 +125,7 @@ bool DeflateDecoder::AppendZeros(uint32_t count) {
     out_ = front + window;
   }
   std::memset(out_, 0, count);
-  delivered_ = out_ += count;
+  out_ += count;
   return true;
 }
 
@@ -157,7 +134,7 @@ void DeflateDecoder::Slide() {
   uint8_t* const front = buffer_.data();
   if (out_ < front + window * (1 + kPendingWindows)) return;
   std::memmove(front, out_ - window, window);
-  out_ = delivered_ = front + window;
+  out_ = front + window;
 }
 
 bool DeflateDecoder::DecodeSome(uint32_t wanted) {

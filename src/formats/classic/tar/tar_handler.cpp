@@ -21,7 +21,8 @@
 #include "core/refuse.h"
 #include "core/stream_views.h"
 #include "decoders/copy/copy_decoder.h"
-#include "decoders/deflate/inflating_stream.h"
+#include "decoders/decoding_stream.h"
+#include "decoders/deflate/deflate_decoder.h"
 #include "formats/classic/tar/sparse_map.h"
 #include "formats/classic/tar/tar_detect.h"
 #include "formats/classic/tar/tar_header.h"
@@ -48,9 +49,9 @@ class TarHandler final : public ArchiveHandler {
     tar_stream_ = read_stream_;
     inflated_.reset();
     if (place.in_gzip) {
-      inflated_.reset(new (std::nothrow) InflatingStream(read_stream_, place.packed_at, place.packed_size));
+      inflated_.reset(new (std::nothrow) Inflated(read_stream_, place.packed_at, place.packed_size));
       if (inflated_ == nullptr) return Refuse("tar: no memory for the inflater");
-      tar_stream_ = inflated_.get();
+      tar_stream_ = &inflated_->stream;
     }
     header_offset_ = 0;
     return NextMember(name);
@@ -84,7 +85,7 @@ class TarHandler final : public ArchiveHandler {
     if (limit == 0) return true;
     if (header_.type == kSparse) return ExtractSparse(*out, limit, written);
     *written = limit;
-    if (inflated_ != nullptr) return inflated_->CopyTo(*out, data_offset_, written);
+    if (inflated_ != nullptr) return inflated_->stream.CopyTo(*out, data_offset_, written);
     RangeStream data(tar_stream_, data_offset_, header_.size);
     return copier_.Decode(data, *out, written);
   }
@@ -94,6 +95,12 @@ class TarHandler final : public ArchiveHandler {
   }
 
  private:
+  struct Inflated {
+    Inflated(Stream* parent, uint32_t start, uint32_t length) : stream(decoder, parent, start, length) {}
+    DeflateDecoder decoder;
+    DecodingStream stream;
+  };
+
   [[nodiscard]] bool ReadBlock(Block* block) {
     return header_offset_ % kBlockBytes == 0 &&
            ReadExact(*tar_stream_, header_offset_, block->data(), kBlockBytes);
@@ -145,7 +152,7 @@ class TarHandler final : public ArchiveHandler {
 
   uint32_t header_offset_ = 0;    // of the next header
   Stream* tar_stream_ = nullptr;  // the read stream, or the one below
-  std::unique_ptr<InflatingStream> inflated_;
+  std::unique_ptr<Inflated> inflated_;
   uint32_t data_offset_ = 0;  // of the current member
   Header header_;
   uint32_t real_size_ = 0;  // of a sparse member: the file's length
