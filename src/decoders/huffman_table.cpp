@@ -22,7 +22,7 @@ struct SortedCodes {
   uint32_t longest = 0;
 };
 
-enum class Completeness { kComplete, kSingleBit, kEmpty, kInvalid };
+enum class Completeness { kComplete, kSingleBit, kEmpty, kIncomplete, kOverSubscribed };
 
 // The symbols' entries gain their code length in both places at once.
 constexpr uint32_t WithLength(uint32_t entry, uint32_t length) { return entry + length * 0x101; }
@@ -62,11 +62,11 @@ Completeness Judge(const SortedCodes& codes) {
   uint32_t left = 1;  // codes of the current length still free
   for (uint32_t n = 1; n <= codes.longest; ++n) {
     left <<= 1;
-    if (codes.count[n] > left) return Completeness::kInvalid;
+    if (codes.count[n] > left) return Completeness::kOverSubscribed;
     left -= codes.count[n];
   }
   if (left == 0) return Completeness::kComplete;
-  return codes.symbols == 1 && codes.longest == 1 ? Completeness::kSingleBit : Completeness::kInvalid;
+  return codes.symbols == 1 && codes.longest == 1 ? Completeness::kSingleBit : Completeness::kIncomplete;
 }
 
 // How many index bits the subtable needs that starts with a code of `length` bits: grown until the codes that are
@@ -132,7 +132,7 @@ bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
   return true;
 }
 
-// Codes in most-significant-first order; the set is complete.
+// Codes in most-significant-first order. What follows the last code of an incomplete set decodes to kTableInvalid.
 bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, uint32_t root_bits,
                   std::span<uint32_t> table) {
   uint32_t next = 0;
@@ -160,6 +160,9 @@ bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
       fill += width;
     }
   }
+  const auto refuse_code = WithLength(kTableInvalid, 1);
+  std::fill(table.begin() + fill, table.begin() + end, refuse_code);
+  std::fill(table.begin() + slot, table.begin() + (size_t{1} << root_bits), refuse_code);
   return true;
 }
 
@@ -171,10 +174,12 @@ bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_
   SortedCodes codes;
   Sort(lengths, &codes);
   const Completeness completeness = Judge(codes);
-  if (completeness == Completeness::kInvalid) return false;
+  const bool incomplete = completeness == Completeness::kIncomplete;
+  if (completeness == Completeness::kOverSubscribed) return false;
+  if (incomplete && !(table->incomplete && order == BitOrder::kMsbFirst)) return false;
   table->root_bits = std::clamp(codes.longest, table->least_root_bits, table->root_bits);
   if ((size_t{1} << table->root_bits) > table->entries.size()) return false;
-  if (completeness != Completeness::kComplete) {
+  if (completeness == Completeness::kSingleBit || completeness == Completeness::kEmpty) {
     // One bit of input decides: the single code is a 0 bit in either order.
     const uint32_t invalid = WithLength(kTableInvalid, 1);
     const uint32_t single =

@@ -24,7 +24,7 @@ inline constexpr uint32_t kTableSubtable = 1u << 14;
 inline constexpr uint32_t kTableInvalid =
     kTableStop | kTableSubtable;  // no such code, or a symbol not allowed
 inline constexpr uint32_t kTableLiteral = 1u << 31;
-inline constexpr uint32_t kMaxCodeBits = 16;  // with at least one root bit
+inline constexpr uint32_t kMaxCodeBits = 20;  // at most 15 of them behind the root bits
 inline constexpr uint32_t kMaxTableSymbols = 1024;
 
 // The order in which a code's bits leave the bit buffer.
@@ -34,15 +34,17 @@ struct HuffmanTable {
   std::span<uint32_t> entries;   // room for the root part and all subtables
   uint32_t root_bits;            // in: the most to use; out: what is used, shrunk to the longest code
   uint32_t least_root_bits = 1;  // but not below this; the same as the most makes the mask a constant
+  bool incomplete = false;       // in: allow any set of lengths that is not over-subscribed
 };
 
 // Builds a table.
 //
-// lengths  code length of each symbol, 0 to kMaxCodeBits; 0: the symbol has no code.
+// lengths  code length of each symbol, 0 to kMaxCodeBits and to root_bits + 15; 0: the symbol has no code.
 // symbols  each symbol's entry without its code: flags, value, and the number of extra bits in the low byte.
 //
 // False for an over-subscribed set of lengths, and for an incomplete one, except that a set of one 1-bit code and an
-// empty set are allowed: their unused codes decode to kTableInvalid. False also when `entries` is too small.
+// empty set are allowed, or all with `incomplete` in most-significant-first order: unused codes decode to kTableInvalid.
+// False also when `entries` is too small.
 [[nodiscard]] bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_t> symbols,
                                      BitOrder order, HuffmanTable* table);
 
