@@ -229,7 +229,8 @@ TEST(Nsis, RealInstallersOfAllCompressors) {
   const std::vector<std::string> expected = {
       "$INSTDIR\\hello.txt 6 363a3020", "$SMPROGRAMS\\T\\lines.txt 1510 78107e2a",
       "$INSTDIR\\bin\\calls.bin 540 b58bc1d3", "$INSTDIR\\bin\\hello.txt 6 363a3020"};
-  for (const std::string file : {"zlib", "zlib-solid", "lzma", "lzma-solid", "lzma-filtered"}) {
+  for (const std::string file :
+       {"zlib", "zlib-solid", "bzip2", "bzip2-solid", "lzma", "lzma-solid", "lzma-filtered"}) {
     const Walk walk = WalkWith(kNsis, Fixture("nsis/" + file + ".exe"));
     EXPECT_TRUE(walk.finished) << file;
     std::vector<std::string> found;
@@ -292,7 +293,8 @@ TEST(Nsis, SurvivesDamage) {
     SweepDamage(kNsis,
                 WithUninstaller(data, 62, Bytes().U32(1).U32(1).U8(1).U32(0)).File(u"x", 0).Build().data);
   }
-  for (const char* file : {"nsis/lzma.exe", "nsis/lzma-filtered.exe"}) SweepDamage(kNsis, Fixture(file));
+  for (const char* file : {"nsis/lzma.exe", "nsis/lzma-filtered.exe", "nsis/bzip2-solid.exe"})
+    SweepDamage(kNsis, Fixture(file));
 }
 
 }  // namespace

@@ -25,7 +25,9 @@ namespace brix::nsis {
 namespace {
 constexpr uint64_t kAllowance = 256u << 20;
 constexpr uint64_t kAllowanceForByte = 64;
-constexpr uint8_t kLzmaPropertiesEnd = 9 * 5 * 5;
+constexpr uint8_t kLzmaPropertiesMost = 9 * 5 * 5 - 1;
+constexpr uint8_t kBzip2Block = 0x31;
+constexpr uint32_t kMostBzip2Row = 900'000;
 constexpr uint32_t kHeldBack = 32768;  // what a decoder still has of its output at least
 }  // namespace
 
@@ -40,14 +42,29 @@ bool InstallerData::Open(Stream* in, uint32_t first_header) {
   data_.length = end_ - data_.at;
   if (script_length_ == 0 || script_length_ > kLongestHeader) return Refuse("nsis: script header length");
   allowance_ = kAllowance + kAllowanceForByte * data_.length;
-  // In this order: a solid stream may begin like a block, but only one of LZMA likely does.
+  // LZMA first: its solid data may begin like a block, but no block like them.
   return OpenSolid(Method::kLzma) || OpenSolid(Method::kFilteredLzma) || OpenBlocks() ||
-         OpenSolid(Method::kDeflate) || Refuse("nsis: script header cannot be decoded");
+         OpenSolid(Method::kBzip2) || OpenSolid(Method::kDeflate) ||
+         Refuse("nsis: script header cannot be decoded");
 }
 
 bool InstallerData::OpenBlocks() {
   solid_.reset();
-  method_ = Method::kStored;
+  FieldReader fields(*in_, data_.at);
+  const uint32_t word = fields.U32(0);
+  if (!fields.ok() || data_.length - kBlockLengthBytes < (word & kBlockLengthMask)) return false;
+  const Packed packed{data_.at + kBlockLengthBytes, word & kBlockLengthMask};
+  if ((word & kBlockCompressed) == 0) {
+    method_ = Method::kStored;
+    return OpenFirstBlock();
+  }
+  return std::ranges::any_of(kMethods, [&](Method method) {
+    method_ = method;
+    return LooksLike(method, packed) && OpenFirstBlock();
+  });
+}
+
+bool InstallerData::OpenFirstBlock() {
   blocks_ = data_.at;
   uint32_t produced = script_length_;
   uint32_t next = 0;
@@ -74,15 +91,18 @@ bool InstallerData::OpenSolid(Method method) {
 
 bool InstallerData::LooksLike(Method method, Packed packed) const {
   if (method == Method::kDeflate) return true;
+  std::array<uint8_t, 1 + LzmaDecoder::kPropertyBytes + 1> bytes{};
+  uint32_t got = 0;
+  const auto size = static_cast<uint32_t>(bytes.size());
+  if (!in_->ReadAt(packed.at, bytes.data(), std::min(size, packed.length), &got)) return false;
+  // The mark of a block, and the most significant byte of a number below 900,000.
+  if (method == Method::kBzip2) return bytes[0] == kBzip2Block && bytes[1] <= kMostBzip2Row >> 16;
   // With filters a byte that says whether this one is used; properties; a dictionary of a multiple of 64 KiB; and the
   // coder's first byte, which is 0.
-  std::array<uint8_t, 1 + LzmaDecoder::kPropertyBytes + 1> bytes{};
-  const uint32_t filter_bytes = method == Method::kFilteredLzma ? 1 : 0;
-  const uint32_t size = filter_bytes + LzmaDecoder::kPropertyBytes + 1;
-  if (packed.length < size || !ReadExact(*in_, packed.at, bytes.data(), size)) return false;
-  const uint8_t* lzma = &bytes[filter_bytes];
-  return (filter_bytes == 0 || bytes[0] <= 1) && lzma[0] < kLzmaPropertiesEnd && lzma[1] == 0 &&
-         lzma[2] == 0 && lzma[5] == 0;
+  const bool has_filter = method == Method::kFilteredLzma;
+  const uint8_t* lzma = &bytes[has_filter ? 1 : 0];
+  return got == size && bytes[0] <= (has_filter ? 1 : kLzmaPropertiesMost) &&
+         lzma[0] <= kLzmaPropertiesMost && lzma[1] == 0 && lzma[2] == 0 && lzma[5] == 0;
 }
 
 InstallerData::Method InstallerData::FindMethod(Packed packed) const {
@@ -93,6 +113,10 @@ ResumableDecoder* InstallerData::Begin(Method method, Packed* packed) {
   if (method == Method::kDeflate) {
     deflate_.Reset();
     return &deflate_;
+  }
+  if (method == Method::kBzip2) {
+    bzip2_.Reset();
+    return &bzip2_;
   }
   FieldReader fields(*in_, packed->at);
   uint32_t taken = 0;
@@ -129,8 +153,7 @@ bool InstallerData::ExtractBlock(uint32_t offset, Stream& out, uint32_t* limit, 
     RangeStream data(in_, packed.at, packed.length);
     return copier_.Decode(data, out, limit);
   }
-  if (method_ == Method::kStored) method_ = FindMethod(packed);
-  ResumableDecoder* decoder = Begin(method_, &packed);
+  ResumableDecoder* decoder = Begin(method_ == Method::kStored ? FindMethod(packed) : method_, &packed);
   if (decoder == nullptr) return Refuse("nsis: block without its properties");
   RangeStream data(in_, packed.at, packed.length);
   *limit = wanted;

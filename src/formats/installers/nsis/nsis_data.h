@@ -7,6 +7,7 @@
 #include <span>
 
 #include "core/memory_stream.h"
+#include "decoders/bzip2/bzip2_decoder.h"
 #include "decoders/copy/copy_decoder.h"
 #include "decoders/decoding_stream.h"
 #include "decoders/deflate/deflate_decoder.h"
@@ -28,8 +29,9 @@ class InstallerData {
 
  private:
   // In the order in which data are tried: those that are told by more come first.
-  enum class Method : uint8_t { kStored, kLzma, kFilteredLzma, kDeflate };
-  static constexpr Method kMethods[] = {Method::kLzma, Method::kFilteredLzma, Method::kDeflate};
+  enum class Method : uint8_t { kStored, kLzma, kFilteredLzma, kBzip2, kDeflate };
+  static constexpr Method kMethods[] = {Method::kLzma, Method::kFilteredLzma, Method::kBzip2,
+                                        Method::kDeflate};
   struct Packed {
     uint32_t at;  // in the file
     uint32_t length;
@@ -37,11 +39,12 @@ class InstallerData {
 
   // Takes the script header as one of a row of blocks, or out of a solid stream.
   [[nodiscard]] bool OpenBlocks();
+  [[nodiscard]] bool OpenFirstBlock();
   [[nodiscard]] bool OpenSolid(Method method);
 
   // Whether data may begin as the method's do.
   [[nodiscard]] bool LooksLike(Method method, Packed packed) const;
-  // Finds the method of the first compressed block.
+  // The method that data may be of.
   [[nodiscard]] Method FindMethod(Packed packed) const;
   // The decoder, ready for data that begin there; `*packed` becomes what it reads. Null: no such data, or no memory.
   [[nodiscard]] ResumableDecoder* Begin(Method method, Packed* packed);
@@ -58,10 +61,11 @@ class InstallerData {
   uint32_t blocks_ = 0;  // where offsets count from, in the file or in the solid data
   MemoryStream script_;
 
-  Method method_ = Method::kStored;  // of compressed blocks; kStored: there was none yet
+  Method method_ = Method::kStored;  // of compressed blocks; kStored: found for each of them
   DeflateDecoder deflate_{DeflateMode::kDeflate, 1};
   LzmaDecoder lzma_;
   X86FilteredDecoder filtered_lzma_{lzma_};
+  Bzip2Decoder bzip2_{Bzip2Variant::kNullsoft};
   CopyDecoder copier_;
 
   std::optional<DecodingStream> solid_;
