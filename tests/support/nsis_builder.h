@@ -15,8 +15,9 @@ enum class NsisData { kStored, kDeflated, kSolid };
 
 struct NsisBuilder {
   NsisData data = NsisData::kDeflated;
-  bool wide = false;         // strings of 16-bit units
-  bool long_tables = false;  // 64-bit offsets
+  bool has_complement = false;  // in the headers of stored blocks
+  bool wide = false;            // strings of 16-bit units
+  bool long_tables = false;     // 64-bit offsets
   Bytes strings, entries, blocks;
   uint32_t entry_count = 0;
 
@@ -42,14 +43,14 @@ struct NsisBuilder {
   NsisBuilder& OutPath(std::u16string_view path) { return Entry(11, {String(path), 1}); }
   NsisBuilder& File(std::u16string_view name, uint32_t block) { return Entry(20, {0, String(name), block}); }
 
-  // Deflate data whose stored blocks have no complement of their length.
-  static Bytes Pack(const Bytes& content) {
+  // Stored blocks of Deflate.
+  [[nodiscard]] Bytes Pack(const Bytes& content) const {
     DeflateBuilder packed;
     for (size_t at = 0; at == 0 || at < content.data.size(); at += 65535) {
       const auto from = content.data.begin() + static_cast<std::ptrdiff_t>(at);
       const size_t size = std::min<size_t>(65535, content.data.size() - at);
       packed.Stored({from, from + static_cast<std::ptrdiff_t>(size)}, at + size == content.data.size(),
-                    false);
+                    has_complement);
     }
     return Bytes(packed.bits.bytes());
   }

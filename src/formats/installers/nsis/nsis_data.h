@@ -62,7 +62,7 @@ class InstallerData {
   MemoryStream script_;
 
   Method method_ = Method::kStored;  // of compressed blocks; kStored: found for each of them
-  DeflateDecoder deflate_{DeflateMode::kDeflate, 1};
+  DeflateDecoder deflate_{DeflateMode::kDeflate, DeflateDecoder::kFindStoredForm};
   LzmaDecoder lzma_;
   X86FilteredDecoder filtered_lzma_{lzma_};
   Bzip2Decoder bzip2_{Bzip2Variant::kNullsoft};
