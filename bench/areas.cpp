@@ -166,6 +166,10 @@ const std::vector<Row>& Rows() {
            {Speed(kStream, "memcpy"), Speed(kMemory, "memcpy")}),
       Programs("installer-process", "Installer database of 4 streams", "streams.msi",
                {kBrix, {"7zz", kSevenZip.line + " Stream*"}}, {Time("7zz", 1.50, 1.00)}, 10),
+      Programs("nsis-zlib", "NSIS installer of 16 large files, zlib", "nsis-zlib.exe", {kBrix, kSevenZip},
+               {Time("7zz", 0.45, 0.40)}),
+      Programs("nsis-lzma", "NSIS installer of 16 large files, solid LZMA", "nsis-lzma.exe",
+               {kBrix, kSevenZip}, {Time("7zz", 1.00, 0.90)}),
 
       {"detect-files", DetectFiles},
       {"detect-memory", DetectMemory},

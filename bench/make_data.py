@@ -15,6 +15,7 @@ quantum.cab         10 MB from the middle of the 48, half text and half programs
                     builds it
 help.chm            500 pages of 42,000 bytes of text (chmcmd)
 streams.msi         4 streams of 3.7 MB (msibuild)
+nsis-zlib.exe       the 48 MB in an installer, file by file, and solid as nsis-lzma.exe (makensis)
 small-files/        5,000 files of at most some KB, half of them containers of seven kinds
 manifest.tsv        for each archive its members, their bytes and the sum of their Adler-32, by which outputs are
                     checked; written last
@@ -204,6 +205,12 @@ def installer(streams):
     return made_by(["msibuild", "{}", "-q", query, *words], [], "streams.msi", streams)
 
 
+def script_installer(members, output, compressor):
+    lines = [f"SetCompressor {compressor}", "Name bench", f"OutFile {output}", "Section", "SetOutPath $INSTDIR"]
+    script = "".join(line + "\n" for line in [*lines, *(f"File {name}" for name, _ in members), "SectionEnd"])
+    return made_by(["makensis", "-V1", "bench.nsi"], [], output, [("bench.nsi", script.encode()), *members])
+
+
 def packed_by(program, content):
     if program is None:
         print("skipped: quantum.cab, because no PROGRAM is named", file=sys.stderr)
@@ -250,6 +257,8 @@ def main():
     write("help.chm", help_file(pages), [content for _, content in pages])
     streams = [(f"Stream{i}", data[i * 10_000_000 :][:3_700_000]) for i in range(4)]
     write("streams.msi", installer(streams), [content for _, content in streams])
+    for name, compressor in (("nsis-zlib.exe", "zlib"), ("nsis-lzma.exe", "/SOLID lzma")):
+        write(name, script_installer(big, name, compressor), big_members)
     small_members = [content for _, content in small]
     write("many-small.zip", zip_of(small), small_members)
     write("many-small.tar", tar_of(small), small_members)
