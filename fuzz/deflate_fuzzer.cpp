@@ -1,36 +1,12 @@
 // The inflater: the first byte chooses mode, stored flag and the size of the calls.
-#include <cstdio>
 #include <cstdlib>
-#include <vector>
 
-#include "core/memory_stream.h"
 #include "decoders/deflate/deflate_decoder.h"
+#include "support/resumable.h"
 
 namespace {
 
 constexpr uint32_t kMaxOutput = 1 << 17;
-
-struct Result {
-  bool ok;
-  std::vector<uint8_t> data;
-};
-
-Result Decode(brix::DeflateDecoder& decoder, std::span<const uint8_t> bytes, uint32_t piece) {
-  brix::FixedMemoryStream in(bytes);
-  brix::MemoryStream out;
-  uint32_t total = 0;
-  uint32_t got = 0;
-  bool ok = true;
-  do {
-    got = std::min(piece, kMaxOutput - total);
-    const uint32_t asked = got;
-    ok = decoder.Decode(in, out, &got);
-    if (got > asked) std::abort();
-    total += got;
-  } while (ok && got != 0);
-  if (out.bytes().size() != total) std::abort();
-  return {ok, {out.bytes().begin(), out.bytes().end()}};
-}
 
 }  // namespace
 
@@ -46,9 +22,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   brix::DeflateDecoder& decoder = decoders[data[0] & 3];
   decoder.Reset();
   const std::span<const uint8_t> bytes(data + 1, size - 1);
-  const Result whole = Decode(decoder, bytes, kMaxOutput);
+  const brix::Decoded whole = brix::DecodeBy(decoder, bytes, kMaxOutput, kMaxOutput);
   decoder.Reset();
-  const Result pieces = Decode(decoder, bytes, piece);
-  if (whole.ok != pieces.ok || whole.data != pieces.data) std::abort();
+  const brix::Decoded pieces = brix::DecodeBy(decoder, bytes, piece, kMaxOutput);
+  if (whole != pieces) std::abort();
   return 0;
 }

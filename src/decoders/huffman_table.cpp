@@ -162,7 +162,7 @@ bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
   }
   const auto refuse_code = WithLength(kTableInvalid, 1);
   std::fill(table.begin() + fill, table.begin() + end, refuse_code);
-  std::fill(table.begin() + slot, table.begin() + (size_t{1} << root_bits), refuse_code);
+  std::fill(table.begin() + slot, table.begin() + (1u << root_bits), refuse_code);
   return true;
 }
 

@@ -4,31 +4,13 @@
 
 #include "core/memory_stream.h"
 #include "support/deflate_builder.h"
+#include "support/resumable.h"
 #include "support/rows.h"
 
 namespace brix {
 namespace {
 
 using Data = std::vector<uint8_t>;
-
-struct Decoded {
-  bool ok;
-  Data data;
-};
-
-// Decodes with calls of at most `piece` bytes each, until one yields nothing.
-Decoded DecodeBy(DeflateDecoder& decoder, std::span<const uint8_t> bytes, uint32_t piece) {
-  FixedMemoryStream in(bytes);
-  MemoryStream out;
-  uint32_t got = 0;
-  bool ok = true;
-  do {
-    got = piece;
-    ok = decoder.Decode(in, out, &got);
-    EXPECT_LE(got, piece);
-  } while (ok && got != 0);
-  return {ok, {out.bytes().begin(), out.bytes().end()}};
-}
 
 Decoded DecodeWhole(std::span<const uint8_t> bytes, bool deflate64 = false) {
   DeflateDecoder decoder(deflate64 ? DeflateMode::kDeflate64 : DeflateMode::kDeflate);

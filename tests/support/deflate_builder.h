@@ -35,7 +35,7 @@ class BitWriter {
 inline std::vector<uint32_t> CanonicalCodes(const std::vector<uint8_t>& lengths) {
   std::vector<uint32_t> codes(lengths.size());
   uint32_t code = 0;
-  for (uint32_t n = 1; n <= 15; ++n, code <<= 1) {
+  for (uint32_t n = 1; n <= 20; ++n, code <<= 1) {
     for (size_t s = 0; s < lengths.size(); ++s) {
       if (lengths[s] == n) codes[s] = code++;
     }

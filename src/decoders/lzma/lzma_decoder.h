@@ -68,7 +68,7 @@ class LzmaDecoder final : public ResumableDecoder {
   bool begun_ = false;    // the properties are good
   bool started_ = false;  // the coder has its first bytes
   bool ended_ = false;
-  bool failed_ = false;
+  bool failed_ = true;
 };
 
 }  // namespace brix
