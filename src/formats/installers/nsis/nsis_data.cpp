@@ -28,7 +28,6 @@ constexpr uint64_t kAllowanceForByte = 64;
 constexpr uint8_t kLzmaPropertiesMost = 9 * 5 * 5 - 1;
 constexpr uint8_t kBzip2Block = 0x31;
 constexpr uint32_t kMostBzip2Row = 900'000;
-constexpr uint32_t kHeldBack = 32768;  // what a decoder still has of its output at least
 }  // namespace
 
 bool InstallerData::Open(Stream* in, uint32_t first_header) {
@@ -82,7 +81,6 @@ bool InstallerData::OpenSolid(Method method) {
   if (decoder == nullptr) return false;
   solid_.emplace(*decoder, in_, packed.at, packed.length);
   blocks_ = 0;
-  solid_at_ = 0;
   FieldReader fields(*solid_, 0);
   if (fields.U32(0) != script_length_ || !fields.ok()) return false;
   uint32_t produced = script_length_;
@@ -170,14 +168,11 @@ bool InstallerData::ExtractSolid(uint32_t offset, Stream& out, uint32_t* limit, 
   if (!fields.ok() || !CheckedAdd(&at, kBlockLengthBytes)) return Refuse("nsis: block cut");
   if (next != nullptr) *next = offset + kBlockLengthBytes + length;  // wraps
   *limit = std::min(wanted, length);
-  const bool decoded = solid_->CopyTo(out, at, limit);
-  solid_at_ = at + *limit;  // wraps
-  return decoded;
+  return solid_->CopyTo(out, at, limit);
 }
 
 bool InstallerData::PayFor(uint32_t offset) {
-  const bool goes_on = offset >= solid_at_;
-  const uint32_t cost = goes_on ? offset - solid_at_ : solid_at_ - offset <= kHeldBack ? 0 : offset;
+  const uint64_t cost = solid_->CostOf(offset);
   if (cost > allowance_) return Refuse("nsis: too much decoded in vain");
   allowance_ -= cost;
   return true;

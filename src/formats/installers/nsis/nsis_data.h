@@ -69,7 +69,6 @@ class InstallerData {
   CopyDecoder copier_;
 
   std::optional<DecodingStream> solid_;
-  uint32_t solid_at_ = 0;   // where the last read of it ended
   uint64_t allowance_ = 0;  // bytes that may still be decoded in vain
 };
 
