@@ -21,8 +21,7 @@ struct NsisBuilder {
   Bytes strings, entries, blocks;
   uint32_t entry_count = 0;
 
-  static constexpr uint32_t kProgram = 512;                         // bytes in front of the first header
-  static constexpr uint32_t kFirstEntry = kProgram + 28 + 4 + 300;  // in a stored installer
+  static constexpr uint32_t kProgram = 512;  // bytes in front of the first header
 
   explicit NsisBuilder(bool is_wide = false) : wide(is_wide) { (void)String(u""); }
 
@@ -43,18 +42,7 @@ struct NsisBuilder {
   NsisBuilder& OutPath(std::u16string_view path) { return Entry(11, {String(path), 1}); }
   NsisBuilder& File(std::u16string_view name, uint32_t block) { return Entry(20, {0, String(name), block}); }
 
-  // Stored blocks of Deflate.
-  [[nodiscard]] Bytes Pack(const Bytes& content) const {
-    DeflateBuilder packed;
-    for (size_t at = 0; at == 0 || at < content.data.size(); at += 65535) {
-      const auto from = content.data.begin() + static_cast<std::ptrdiff_t>(at);
-      const size_t size = std::min<size_t>(65535, content.data.size() - at);
-      packed.Stored({from, from + static_cast<std::ptrdiff_t>(size)}, at + size == content.data.size(),
-                    has_complement);
-    }
-    return Bytes(packed.bits.bytes());
-  }
-  // The same with runs of a byte packed.
+  // Deflate data with runs of a byte packed.
   static Bytes PackRuns(const Bytes& content) {
     std::vector<Token> tokens;
     const std::vector<uint8_t>& plain = content.data;
@@ -68,7 +56,7 @@ struct NsisBuilder {
   }
   [[nodiscard]] Bytes Framed(const Bytes& content) const {
     if (data != NsisData::kDeflated) return Bytes().U32(content.size()).Raw(content);
-    const Bytes packed = Pack(content);
+    const Bytes packed(DeflateBuilder().Stored(content.data, true, has_complement).bits.bytes());
     return Bytes().U32(packed.size() | 0x80000000).Raw(packed);
   }
   // The offset of a block with this content.
