@@ -31,6 +31,7 @@ namespace {
 
 constexpr uint32_t kParameter = 4;  // of an entry, by the size of one
 constexpr uint32_t kMostSteps = 64;
+constexpr uint32_t kMostCompared = 65536;  // entries whose strings are compared, of 1,024 units at the most
 constexpr uint32_t kNoneListed = UINT32_MAX;
 
 // Keys of directories: strings have their offsets, entries that join one to another their own numbers.
@@ -88,18 +89,18 @@ bool Script::ReadTables(uint32_t offset_bytes, uint32_t* strings) {
 
 const uint8_t* Script::Entry(uint32_t index) const { return &header_[entries_at_ + index * kEntryBytes]; }
 
-bool Script::IsUninstaller(const uint8_t* entry) const {
-  const uint32_t op = LoadLe32(entry);
-  return op >= kOpUninstallerLeast && op <= kOpUninstallerMost && Parameter(entry, 2) != 0 &&
-         strings_.IsInstalled(Parameter(entry, 0), Parameter(entry, 3));
-}
-
 void Script::FindUninstallers() {
   uninstaller_op_ = kOpUninstaller;
-  for (uint32_t i = 0; i < entry_count_; ++i) {
-    if (!IsUninstaller(Entry(i))) continue;
-    uninstaller_op_ = LoadLe32(Entry(i));
-    return;
+  uint32_t compared = 0;
+  for (uint32_t i = 0; i < entry_count_ && compared < kMostCompared; ++i) {
+    const uint8_t* entry = Entry(i);
+    const uint32_t op = LoadLe32(entry);
+    if (op < kOpUninstallerLeast || op > kOpUninstallerMost || Parameter(entry, 2) == 0) continue;
+    ++compared;
+    if (strings_.IsInstalled(Parameter(entry, 0), Parameter(entry, 3))) {
+      uninstaller_op_ = op;
+      return;
+    }
   }
 }
 

@@ -47,7 +47,6 @@ class Script {
 
   [[nodiscard]] bool ReadTables(uint32_t offset_bytes, uint32_t* strings);
   void FindUninstallers();
-  [[nodiscard]] bool IsUninstaller(const uint8_t* entry) const;
   [[nodiscard]] const uint8_t* Entry(uint32_t index) const;
   // The directory that a path counts from when a variable for one stands first in it.
   [[nodiscard]] const Directory* BaseOf(const Beginning& beginning) const;
