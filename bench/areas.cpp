@@ -172,6 +172,10 @@ const std::vector<Row>& Rows() {
            {Speed(kStream, "memcpy"), Speed(kMemory, "memcpy")}),
       Programs("installer-process", "Installer database of 4 streams", "streams.msi",
                {kBrix, {"7zz", kSevenZip.line + " Stream*"}}, {Time("7zz", 1.50, 1.00)}, 10),
+      Programs("nsis-zlib", "NSIS installer of 16 large files, zlib", "nsis-zlib.exe", {kBrix, kSevenZip},
+               {Time("7zz", 0.45, 0.40)}),
+      Programs("nsis-lzma", "NSIS installer of 16 large files, solid LZMA", "nsis-lzma.exe",
+               {kBrix, kSevenZip}, {Time("7zz", 1.00, 0.90)}),
 
       Walk("mail-base64", "Mail with 40 MiB in base64", "mail-base64.eml", kGmime,
            {Speed(kStream, "GMime", 2.0, 4.0), Speed(kMemory, "GMime")}),

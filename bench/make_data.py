@@ -19,6 +19,7 @@ mail-base64.eml     five attachments of 8 MiB
 mail-qp.eml         four quoted-printable texts of 4 MB, CRLF at the line ends
 mail-uu.eml         four uuencoded blocks of 4.2 MB
 mail-digest.eml     2,000 enclosed messages, each with boundaries of its own, a text and an attachment
+nsis-zlib.exe       the 48 MB in an installer, file by file, and solid as nsis-lzma.exe (makensis)
 small-files/        5,000 files of at most some KB, half of them containers of seven kinds
 manifest.tsv        for each archive its members, their bytes and the sum of their Adler-32, by which outputs are
                     checked; written last
@@ -257,6 +258,12 @@ def mails(data):
     yield "mail-digest.eml", multipart(b"digest", enclosed), members
 
 
+def script_installer(members, output, compressor):
+    lines = [f"SetCompressor {compressor}", "Name bench", f"OutFile {output}", "Section", "SetOutPath $INSTDIR"]
+    script = "".join(line + "\n" for line in [*lines, *(f"File {name}" for name, _ in members), "SectionEnd"])
+    return made_by(["makensis", "-V1", "bench.nsi"], [], output, [("bench.nsi", script.encode()), *members])
+
+
 def packed_by(program, content):
     if program is None:
         print("skipped: quantum.cab, because no PROGRAM is named", file=sys.stderr)
@@ -307,6 +314,8 @@ def main():
     write("streams.msi", installer(streams), [content for _, content in streams])
     for mail in mails(data):
         write(*mail)
+    for name, compressor in (("nsis-zlib.exe", "zlib"), ("nsis-lzma.exe", "/SOLID lzma")):
+        write(name, script_installer(big, name, compressor), big_members)
     small_members = [content for _, content in small]
     write("many-small.zip", zip_of(small), small_members)
     write("many-small.tar", tar_of(small), small_members)

@@ -62,6 +62,11 @@ bool DecodingStream::CopyTo(Stream& out, uint32_t offset, uint32_t* limit) {
   return true;
 }
 
+uint64_t DecodingStream::CostOf(uint32_t offset) const {
+  if (offset < end_ - decoder_.buffered().size()) return offset;
+  return offset > end_ ? offset - end_ : 0;
+}
+
 bool DecodingStream::WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t* written) {
   *written = 0;
   return false;

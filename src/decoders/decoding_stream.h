@@ -26,6 +26,9 @@ class DecodingStream final : public Stream {
   // `*limit` receives the count, also after a failure. False: fewer are there, or a failed write.
   [[nodiscard]] bool CopyTo(Stream& out, uint32_t offset, uint32_t* limit);
 
+  // How many bytes a read at `offset` decodes only to come there.
+  [[nodiscard]] uint64_t CostOf(uint32_t offset) const;
+
   [[nodiscard]] bool WriteAt(uint32_t offset, const uint8_t* buf, uint32_t size, uint32_t* written) override;
   // Always false: the size is not known before everything was decoded.
   [[nodiscard]] bool GetSize(uint32_t* size) override;

@@ -17,6 +17,7 @@
 #include "formats/classic/zip/zip_detect.h"
 #include "formats/classic/zip/zip_handler.h"
 #include "formats/installers/nsis/nsis_detect.h"
+#include "formats/installers/nsis/nsis_handler.h"
 #include "formats/installers/rar/rar_detect.h"
 #include "formats/mail/mime/mime_detect.h"
 #include "formats/mail/mime/mime_handler.h"
@@ -86,7 +87,7 @@ constexpr std::array kRows = {
     Compound<19>(office::CreatePowerPointHandler),
     Compound<20>(office::CreateOfficeHandler),
     Compound<11>(msi::CreateMsiHandler),
-    FormatEntry{21, nsis::DetectNsis, nullptr, {"MZ"}},
+    FormatEntry{21, nsis::DetectNsis, nsis::CreateNsisHandler, {"MZ"}},
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
     FormatEntry{3, cabinet::DetectCabinet, cabinet::CreateCabinetHandler},
     FormatEntry{12, rar::DetectRar, nullptr},

@@ -96,6 +96,7 @@ TEST(AllocationFailure, AtEveryAllocationOfAWalk) {
       countdown = n++;
       Walk(path.c_str(), temp.path.c_str(), member.c_str(), target);
       Walk(mail_path.c_str(), temp.path.c_str(), member.c_str(), target);
+      Walk(BRIX_FIXTURE_DIR "/nsis/lzma-filtered.exe", temp.path.c_str(), member.c_str(), target);
       countdown = -1;
       ASSERT_TRUE(temp.List().empty()) << "allocation " << n;
       ASSERT_LT(n, 1000);

@@ -142,6 +142,18 @@ TEST(Families, SeeThroughFormatsInFormats) {
   EXPECT_EQ(ByName(content), toolkit);
 }
 
+TEST(Families, SeeTheFilesOfAnInstaller) {
+  Bytes installer;
+  installer.data = Fixture("nsis/bzip2.exe");
+  const Bytes content = Zip({{"setup.exe", installer}});
+  const Lines toolkit = ByToolkit(content);
+  ASSERT_EQ(toolkit.size(), 5u);
+  EXPECT_EQ(toolkit[4], "2 $INSTDIR\\bin\\hello.txt hello\n");
+  EXPECT_EQ(BySession(content), toolkit);
+  EXPECT_EQ(ByInterrupting(content), toolkit);
+  EXPECT_EQ(ByName(content), toolkit);
+}
+
 TEST(Families, KeepsTheirAnswersToALimitApart) {
   constexpr uint32_t kMebibyte = 1 << 20;
   const struct {

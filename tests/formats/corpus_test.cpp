@@ -33,12 +33,13 @@ constexpr uint32_t kMail = 9;
 constexpr uint32_t kSzdd = 10;
 constexpr uint32_t kTar = 13;
 constexpr uint32_t kZip = 16;
+constexpr uint32_t kNsis = 21;
 constexpr uint32_t kMostOfAMember = 100u << 20;
 
 const std::map<std::string, uint32_t> kFolders = {
-    {"arj", 1},      {"bzip2", 2}, {"cab", kCabinet}, {"chm", kChm}, {"gzip", kGzip}, {"lha", 8},
-    {"mime", kMail}, {"nsis", 21}, {"rar", 12},       {"sfx", 6},    {"szdd", kSzdd}, {"tar", kTar},
-    {"targz", kTar}, {"tnef", 14}, {"unixz", 15},     {"zip", kZip},
+    {"arj", 1},      {"bzip2", 2},    {"cab", kCabinet}, {"chm", kChm}, {"gzip", kGzip}, {"lha", 8},
+    {"mime", kMail}, {"nsis", kNsis}, {"rar", 12},       {"sfx", 6},    {"szdd", kSzdd}, {"tar", kTar},
+    {"targz", kTar}, {"tnef", 14},    {"unixz", 15},     {"zip", kZip},
 };
 
 // Files that are not recognised. A name may have one `*`; then every file that it covers is meant.
@@ -602,6 +603,29 @@ TEST_F(Corpus, HelpMembers) {
       EXPECT_TRUE(member.extracted) << member.name;
       EXPECT_EQ(Digest(member.data), expected[Escaped(member.name)]) << member.name;
     }
+  }
+}
+
+// The tools leave the installation directory out and list files in another order.
+TEST_F(Corpus, InstallerMembers) {
+  for (const std::string& name : List("nsis")) {
+    SCOPED_TRACE(name);
+    if (TypeOf("nsis/" + name) != kNsis) continue;  // EachFolderIsItsFormat judges that
+    std::multiset<std::string> expected;
+    for (const Member& member : members_["nsis/" + name]) {
+      if (!member.name.empty()) expected.insert(member.name + " " + member.digest);
+    }
+    const Walk walk = WalkWith(kNsis, Read("nsis/" + name));
+    EXPECT_TRUE(walk.finished);
+    std::multiset<std::string> found;
+    for (const WalkedMember& member : walk.members) {
+      EXPECT_TRUE(member.extracted) << member.name;
+      std::string text = member.name;
+      if (text.starts_with("$INSTDIR\\")) text.erase(0, 9);
+      std::ranges::replace(text, '\\', '/');
+      found.insert(Escaped(text) + " " + Digest(member.data));
+    }
+    EXPECT_EQ(found, expected);
   }
 }
 

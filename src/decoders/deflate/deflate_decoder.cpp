@@ -184,6 +184,10 @@ bool DeflateDecoder::ReadBlockHeader() {
 bool DeflateDecoder::ReadStoredHeader() {
   input_.AlignToByte();
   const uint32_t length = input_.Read(16);
+  if (raw_stored_length_ == kFindStoredForm) {
+    input_.Refill();
+    raw_stored_length_ = input_.Peek(16) == (length ^ 0xFFFF) ? 0 : 1;
+  }
   const uint32_t complement = raw_stored_length_ != 0 ? length ^ 0xFFFF : input_.Read(16);
   if (!input_.ok()) return Refuse("deflate: input ends inside a stored block's header");
   if (complement != (length ^ 0xFFFF)) return Refuse("deflate: stored length and its complement differ");

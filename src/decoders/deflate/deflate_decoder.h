@@ -21,6 +21,9 @@ class DeflateDecoder final : public ResumableDecoder {
  public:
   // raw_stored_length  non-zero: the header of a stored block is LEN alone; zero: NLEN follows and must
   //                    be its complement.
+  //                    kFindStoredForm: the first stored block tells which, of two bytes that are the complement
+  //                    or are not, for all that this decoder decodes.
+  static constexpr uint32_t kFindStoredForm = 2;
   explicit DeflateDecoder(DeflateMode mode = DeflateMode::kDeflate, uint32_t raw_stored_length = 0);
   ~DeflateDecoder() override;
 
@@ -78,7 +81,7 @@ class DeflateDecoder final : public ResumableDecoder {
   [[nodiscard]] bool DecodeCoded(uint8_t* out_stop);
 
   const DeflateMode mode_;
-  const uint32_t raw_stored_length_;
+  uint32_t raw_stored_length_;
   const bool has_bmi2_;
 
   LsbBitReader input_;
