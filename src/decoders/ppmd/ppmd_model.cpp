@@ -1,6 +1,7 @@
 #include "decoders/ppmd/ppmd_model.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace brix::ppmd {
 
@@ -62,8 +63,8 @@ Model::Escape& Model::EscapeOf(const Context& context, uint32_t masked, uint32_t
   if (context.count == 256) return no_escape_;
   const uint32_t count = context.count;
   const uint32_t suffix_count = ContextAt(context.suffix)->count;
-  return escapes_[kOpenClass[open - 1]][(open < suffix_count - count ? 1 : 0) +
-                                        (context.total < 11 * count ? 2 : 0) + (masked > open ? 4 : 0) +
+  return escapes_[kOpenClass[open - 1]][(open < suffix_count - count ? 1u : 0u) +
+                                        (context.total < 11 * count ? 2u : 0u) + (masked > open ? 4u : 0u) +
                                         high_before_];
 }
 
@@ -78,7 +79,7 @@ State* Model::Halve(Context& context, State* found) {
   states[0] = front;
   states[0].frequency = static_cast<uint8_t>(front.frequency + 4);
   uint32_t escape = context.total + 4u - states[0].frequency;
-  const uint32_t round_up = missing_ != 0 ? 1 : 0;
+  const uint32_t round_up = missing_ != 0 ? 1u : 0u;
   uint32_t sum = (states[0].frequency + round_up) >> 1;
   states[0].frequency = static_cast<uint8_t>(sum);
   for (uint32_t i = 1; i < count; ++i) {
@@ -183,7 +184,7 @@ bool Model::AddState(Context& context, uint8_t symbol, uint32_t successor, uint3
       if (grown == 0) return false;
       context.states = grown;
     }
-    total += (2 * count < count_there ? 1 : 0) + (4 * count <= count_there && total <= 8 * count ? 2 : 0);
+    total += (2 * count < count_there ? 1u : 0u) + (4 * count <= count_there && total <= 8 * count ? 2u : 0u);
   } else {
     const uint32_t array = units_.Take(1);
     if (array == 0) return false;
@@ -192,16 +193,17 @@ bool Model::AddState(Context& context, uint8_t symbol, uint32_t successor, uint3
         static_cast<uint8_t>(only.frequency < kMostFrequent / 4 - 1 ? only.frequency * 2 : kMostFrequent - 4);
     *StatesAt(array) = only;
     context.states = array;
-    total = only.frequency + first_escape_ + (count_there > 3 ? 1 : 0);
+    total = only.frequency + first_escape_ + (count_there > 3 ? 1u : 0u);
   }
   const uint32_t here = 2 * frequency * (total + 6);
   const uint32_t there = rest_there + total;
   uint32_t guess = 0;
   if (here < 6 * there) {
-    guess = 1 + (here > there ? 1 : 0) + (here >= 4 * there ? 1 : 0);
+    guess = 1 + (here > there ? 1u : 0u) + (here >= 4 * there ? 1u : 0u);
     total += 3;
   } else {
-    guess = 4 + (here >= 9 * there ? 1 : 0) + (here >= 12 * there ? 1 : 0) + (here >= 15 * there ? 1 : 0);
+    guess =
+        4 + (here >= 9 * there ? 1u : 0u) + (here >= 12 * there ? 1u : 0u) + (here >= 15 * there ? 1u : 0u);
     total += guess;
   }
   State& state = StatesAt(context.states)[count];
@@ -261,7 +263,7 @@ uint32_t Model::MakeContexts(Context* context, State* found, State* shorter) {
     const uint32_t times = state->frequency - 1u;
     const uint32_t rest = context->total - context->count - times;
     frequency =
-        1 + (2 * times <= rest ? (5 * times > rest ? 1 : 0) : (2 * times + 3 * rest - 1) / (2 * rest));
+        1 + (2 * times <= rest ? (5 * times > rest ? 1u : 0u) : (2 * times + 3 * rest - 1) / (2 * rest));
   }
   while (count != 0) {
     const uint32_t child = units_.TakeOne();

@@ -171,7 +171,7 @@ int Model::Next(Coder& coder) {
     const uint32_t first = states->frequency;
     if (coder.IsBelow(first)) {
       found = states;
-      success_ = 2 * first > total ? 1 : 0;
+      success_ = 2 * first > total ? 1u : 0u;
       run_ += success_;
       coder.Narrow(0, first);
       context->total = static_cast<uint16_t>(total + 4);
@@ -212,7 +212,7 @@ int Model::Next(Coder& coder) {
     if (coder.IsBelowOf(part)) {
       coder.NarrowTo(part);
       probability = static_cast<Probability>(part + 128 - change);
-      only->frequency = static_cast<uint8_t>(only->frequency + (only->frequency < kMostOnly ? 1 : 0));
+      only->frequency = static_cast<uint8_t>(only->frequency + (only->frequency < kMostOnly ? 1u : 0u));
       success_ = 1;
       ++run_;
       found = only;
@@ -258,7 +258,7 @@ State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
     for (State* state = states; state != end; ++state) {
       const bool is_open = masks_[state->symbol] != mask_;
       open_states[open] = state;
-      open += is_open ? 1 : 0;
+      open += is_open ? 1u : 0u;
       sum += is_open ? state->frequency : 0;
     }
     if (open == 0) return nullptr;
