@@ -121,8 +121,12 @@ class Model {
   [[nodiscard]] bool AddState(Context& context, uint8_t symbol, uint32_t successor, uint32_t frequency,
                               uint32_t count_there, uint32_t rest_there);
 
-  [[nodiscard]] Context* ContextAt(uint32_t offset) { return reinterpret_cast<Context*>(units_.At(offset)); }
-  [[nodiscard]] State* StatesAt(uint32_t offset) { return reinterpret_cast<State*>(units_.At(offset)); }
+  [[nodiscard]] Context* ContextAt(uint32_t offset) {
+    return static_cast<Context*>(static_cast<void*>(units_.At(offset)));
+  }
+  [[nodiscard]] State* StatesAt(uint32_t offset) {
+    return static_cast<State*>(static_cast<void*>(units_.At(offset)));
+  }
   [[nodiscard]] uint32_t OffsetOf(const void* p) {
     return static_cast<uint32_t>(static_cast<const uint8_t*>(p) - units_.At(0));
   }

@@ -121,7 +121,9 @@ class Units {
   };
   static constexpr uint16_t kFree = 0xFFFF;
 
-  [[nodiscard]] Piece* PieceAt(uint32_t offset) { return reinterpret_cast<Piece*>(At(offset)); }
+  [[nodiscard]] Piece* PieceAt(uint32_t offset) {
+    return static_cast<Piece*>(static_cast<void*>(At(offset)));
+  }
 
   void Push(uint32_t piece, uint32_t size) {
     PieceAt(piece)->next = free_[size];
