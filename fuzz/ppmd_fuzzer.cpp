@@ -15,7 +15,7 @@ namespace {
 using Data = std::vector<uint8_t>;
 using brix::PpmdDecoder;
 
-constexpr uint32_t kMostDecoded = 1 << 14;
+constexpr uint32_t kMostDecoded = 1 << 11;
 constexpr std::array<uint8_t, 8> kOrders = {2, 3, 4, 5, 8, 16, 40, 64};
 constexpr std::array<uint32_t, 8> kMemory = {2048, 2052, 2400, 3000, 4096, 6000, 16384, 1 << 20};
 

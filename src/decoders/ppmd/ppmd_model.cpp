@@ -121,6 +121,7 @@ bool Model::Enter(Context* const context, State* const found) {
   const uint8_t symbol = found->symbol;
   const uint32_t frequency = found->frequency;
   State* shorter = nullptr;  // the byte's state in the next shorter context, when it was looked up
+  if (found->successor() > units_.text()) Prefetch(found->successor());
   if (frequency < kMostFrequent / 4 && context->suffix != 0) {
     Context& suffix = *ContextAt(context->suffix);
     if (suffix.count == 1) {
