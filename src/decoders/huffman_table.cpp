@@ -22,7 +22,7 @@ struct SortedCodes {
   uint32_t longest = 0;
 };
 
-enum class Completeness { kComplete, kSingleBit, kEmpty, kInvalid };
+enum class Completeness { kComplete, kSingleBit, kEmpty, kIncomplete, kInvalid };
 
 // The symbols' entries gain their code length in both places at once.
 constexpr uint32_t WithLength(uint32_t entry, uint32_t length) { return entry + length * 0x101; }
@@ -66,7 +66,7 @@ Completeness Judge(const SortedCodes& codes) {
     left -= codes.count[n];
   }
   if (left == 0) return Completeness::kComplete;
-  return codes.symbols == 1 && codes.longest == 1 ? Completeness::kSingleBit : Completeness::kInvalid;
+  return codes.symbols == 1 && codes.longest == 1 ? Completeness::kSingleBit : Completeness::kIncomplete;
 }
 
 // How many index bits the subtable needs that starts with a code of `length` bits: grown until the codes that are
@@ -132,7 +132,7 @@ bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
   return true;
 }
 
-// Codes in most-significant-first order; the set is complete.
+// Codes in most-significant-first order.
 bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, uint32_t root_bits,
                   std::span<uint32_t> table) {
   uint32_t next = 0;
@@ -160,6 +160,9 @@ bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
       fill += width;
     }
   }
+  // What no code owns stands at the end of the root part and of the last subtable.
+  std::fill(table.begin() + slot, table.begin() + (size_t{1} << root_bits), WithLength(kTableInvalid, 1));
+  std::fill(table.begin() + fill, table.begin() + end, WithLength(kTableInvalid, 1));
   return true;
 }
 
@@ -172,9 +175,10 @@ bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_
   Sort(lengths, &codes);
   const Completeness completeness = Judge(codes);
   if (completeness == Completeness::kInvalid) return false;
+  if (completeness == Completeness::kIncomplete && !table->may_be_incomplete) return false;
   table->root_bits = std::clamp(codes.longest, table->least_root_bits, table->root_bits);
   if ((size_t{1} << table->root_bits) > table->entries.size()) return false;
-  if (completeness != Completeness::kComplete) {
+  if (completeness == Completeness::kSingleBit || completeness == Completeness::kEmpty) {
     // One bit of input decides: the single code is a 0 bit in either order.
     const uint32_t invalid = WithLength(kTableInvalid, 1);
     const uint32_t single =
