@@ -132,6 +132,9 @@ class Model {
   }
   // Asks for memory that is likely to be needed soon. Contexts lie where the model grew, far apart.
   BRIX_ALWAYS_INLINE void Prefetch(uint32_t offset) { __builtin_prefetch(units_.At(offset)); }
+  BRIX_ALWAYS_INLINE void PrefetchStates(uint32_t context) {
+    if (context != 0) Prefetch(ContextAt(context)->states);
+  }
   void NewMask() {
     if (++mask_ != 0) return;
     masks_.fill(0);
@@ -208,6 +211,7 @@ int Model::Next(Coder& coder) {
         }
       } else {
         coder.Narrow(sum, total - sum);
+        PrefetchStates(context->suffix);
         NewMask();
         for (const State* state = states; state != end; ++state) masks_[state->symbol] = mask_;
       }
@@ -301,6 +305,7 @@ State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
     }
     if (count >= total) return nullptr;
     coder.Narrow(sum, total - sum);
+    PrefetchStates(context->suffix);
     escape.sum = static_cast<uint16_t>(escape.sum + total);
     for (uint32_t i = 0; i < open; ++i) masks_[open_states[i]->symbol] = mask_;
     masked = context->count;
