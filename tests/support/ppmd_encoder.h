@@ -44,7 +44,6 @@ class PpmdEncoder {
     }
     void Divide(uint32_t total) { range /= total; }
     [[nodiscard]] bool IsBelow(uint32_t count) const { return target < count; }
-    [[nodiscard]] uint32_t Count() const { return target; }
     void Narrow(uint32_t start, uint32_t size) {
       low += start * range;
       range *= size;

@@ -16,8 +16,7 @@
 //
 //   Look(states, end, open)  before each choice; an encoder finds its byte among the states for which open(state)
 //   Divide(total)            the range into equal parts; then
-//   IsBelow(count)           whether the code falls into the first `count` of them, or
-//   Count()                  into which, and
+//   IsBelow(count)           whether the code falls into the first `count` of them, and
 //   Narrow(start, size)      to the parts that were chosen
 //   IsBelowOf(part), NarrowTo(part), NarrowPast(part)    the same for a choice by 1 / kWhole
 //
@@ -192,11 +191,9 @@ int Model::Next(Coder& coder) {
         found = Halve(*context, found);
     } else {
       success_ = 0;
-      const uint32_t count = coder.Count();
-      if (count >= total) return -1;
       uint32_t sum = first;
       State* at = states + 1;
-      while (at != end && (sum += at->frequency) <= count) ++at;
+      while (at != end && !coder.IsBelow(sum += at->frequency)) ++at;
       if (at != end) {
         coder.Narrow(sum - at->frequency, at->frequency);
         context->total = static_cast<uint16_t>(total + 4);
@@ -210,6 +207,7 @@ int Model::Next(Coder& coder) {
             found = Halve(*context, found);
         }
       } else {
+        if (!coder.IsBelow(total)) return -1;
         coder.Narrow(sum, total - sum);
         PrefetchStates(context->suffix);
         NewMask();
@@ -286,11 +284,10 @@ State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
     total += sum;
     coder.Look(states, end, [this](const State& state) { return masks_[state.symbol] != mask_; });
     coder.Divide(total);
-    const uint32_t count = coder.Count();
-    if (count < sum) {
+    if (coder.IsBelow(sum)) {
       uint32_t at = 0;
       uint32_t upper = open_states[0]->frequency;
-      while (upper <= count) upper += open_states[++at]->frequency;
+      while (!coder.IsBelow(upper)) upper += open_states[++at]->frequency;
       State* const found = open_states[at];
       const uint32_t frequency = found->frequency;
       coder.Narrow(upper - frequency, frequency);
@@ -303,7 +300,7 @@ State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
       run_ = first_run_;
       return frequency + 4 > kMostFrequent ? Halve(*context, found) : found;
     }
-    if (count >= total) return nullptr;
+    if (!coder.IsBelow(total)) return nullptr;
     coder.Narrow(sum, total - sum);
     PrefetchStates(context->suffix);
     escape.sum = static_cast<uint16_t>(escape.sum + total);

@@ -5,7 +5,7 @@
 // in the top byte, it is cut at the next multiple of kSmall, and a byte is dropped then too.
 //
 // Bounds: after Settle the range is at least kSmall, so a choice by 1 / kWhole has a part that is not empty. A total may
-// be larger than the range; then Count falls outside of all totals. Settle ends since each turn multiplies the range,
+// be larger than the range; then nothing is below any count, which the model takes for damage. Settle ends since each turn multiplies the range,
 // which is not zero, by 256.
 #pragma once
 
@@ -48,9 +48,6 @@ class RangeDecoder {
   BRIX_ALWAYS_INLINE void Divide(uint32_t total) { state_.range /= total; }
   [[nodiscard]] BRIX_ALWAYS_INLINE bool IsBelow(uint32_t count) const {
     return state_.ahead < count * state_.range;
-  }
-  [[nodiscard]] BRIX_ALWAYS_INLINE uint32_t Count() const {
-    return state_.range == 0 ? UINT32_MAX : state_.ahead / state_.range;
   }
   BRIX_ALWAYS_INLINE void Narrow(uint32_t start, uint32_t size) {
     const uint32_t below = start * state_.range;
