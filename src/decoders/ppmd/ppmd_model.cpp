@@ -63,9 +63,9 @@ Model::Escape& Model::EscapeOf(const Context& context, uint32_t masked, uint32_t
   if (context.count == 256) return no_escape_;
   const uint32_t count = context.count;
   const uint32_t suffix_count = ContextAt(context.suffix)->count;
-  return escapes_[kOpenClass[open - 1]][(open < suffix_count - count ? 1u : 0u) +
-                                        (context.total < 11 * count ? 2u : 0u) + (masked > open ? 4u : 0u) +
-                                        high_before_];
+  return escapes_[kOpenClass[(open - 1) % 256]][(open < suffix_count - count ? 1u : 0u) +
+                                                (context.total < 11 * count ? 2u : 0u) +
+                                                (masked > open ? 4u : 0u) + high_before_];
 }
 
 // Halves all frequencies of a context, with the state that was found in front and the others in order behind it.

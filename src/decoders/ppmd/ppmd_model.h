@@ -134,10 +134,8 @@ class Model {
   BRIX_ALWAYS_INLINE void PrefetchStates(uint32_t context) {
     if (context != 0) Prefetch(ContextAt(context)->states);
   }
-  void NewMask() {
-    if (++mask_ != 0) return;
-    masks_.fill(0);
-    mask_ = 1;
+  [[nodiscard]] BRIX_ALWAYS_INLINE uint32_t OpenFrequency(const State& state) const {
+    return static_cast<uint32_t>(state.frequency & open_[state.symbol]);
   }
 
   Units units_;
@@ -146,11 +144,10 @@ class Model {
   uint32_t missing_ = 0;  // by how much `context_` is shorter than the order; counts escapes up meanwhile
   uint32_t run_ = 0;      // since the last byte that was found after an escape; below zero at first
   uint32_t first_run_ = 0;
-  uint32_t high_before_ = 0;   // 8 when the byte before is 0x40 or more
-  uint32_t success_ = 0;       // whether the byte before was thought likely
-  uint32_t first_escape_ = 0;  // what a state's escape gets when a second joins it
-  uint8_t mask_ = 0;
-  std::array<uint8_t, 256> masks_{};  // mask_ for a byte that a longer context had
+  uint32_t high_before_ = 0;         // 8 when the byte before is 0x40 or more
+  uint32_t success_ = 0;             // whether the byte before was thought likely
+  uint32_t first_escape_ = 0;        // what a state's escape gets when a second joins it
+  std::array<uint8_t, 256> open_{};  // all ones for a byte that no longer context had
   std::array<ProbabilityRow, kMostOnly> probabilities_;
   std::array<EscapeRow, kOpenClasses> escapes_;
   Escape no_escape_{};  // of contexts with all 256 bytes
@@ -210,8 +207,8 @@ int Model::Next(Coder& coder) {
         if (!coder.IsBelow(total)) return -1;
         coder.Narrow(sum, total - sum);
         PrefetchStates(context->suffix);
-        NewMask();
-        for (const State* state = states; state != end; ++state) masks_[state->symbol] = mask_;
+        open_.fill(0xFF);
+        for (const State* state = states; state != end; ++state) open_[state->symbol] = 0;
       }
     }
   } else {
@@ -232,8 +229,8 @@ int Model::Next(Coder& coder) {
       probability = static_cast<Probability>(part - change);
       first_escape_ = kFirstEscape[probability >> 10];
       success_ = 0;
-      NewMask();
-      masks_[only->symbol] = mask_;
+      open_.fill(0xFF);
+      open_[only->symbol] = 0;
     }
   }
   if (found == nullptr) {
@@ -255,8 +252,6 @@ int Model::Next(Coder& coder) {
 // Each turn goes to a shorter context.
 template <typename Coder>
 State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
-  std::array<State*, 257> open_states;
-  const uint8_t mask = mask_;
   for (;;) {
     do {
       ++missing_;
@@ -265,16 +260,17 @@ State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
     } while (context->count == masked);
     State* const states = StatesAt(context->states);
     State* const end = states + context->count;
-    uint32_t open = 0;
+    // No branches and no more work than this: most states that are looked at are looked at here.
     uint32_t sum = 0;
-    for (State* state = states; state != end; ++state) {  // no branches: they would be as random as the input
-      open_states[open] = state;
-      const uint32_t is_open = masks_[state->symbol] != mask ? 1 : 0;
-      open += is_open;
-      sum += state->frequency & (0 - is_open);
+    State* state = states;
+    if (context->count % 2 != 0) sum = OpenFrequency(*state++);
+    uint32_t sum_of_odd = 0;
+    for (; state != end; state += 2) {
+      sum += OpenFrequency(state[0]);
+      sum_of_odd += OpenFrequency(state[1]);
     }
-    if (open == 0) return nullptr;
-    Escape& escape = EscapeOf(*context, masked, open);
+    sum += sum_of_odd;
+    Escape& escape = EscapeOf(*context, masked, context->count - masked);
     uint32_t total = 1;
     if (&escape != &no_escape_) {
       const uint32_t part = static_cast<uint32_t>(escape.sum) >> escape.shift;
@@ -282,13 +278,12 @@ State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
       total = part == 0 ? 1 : part;
     }
     total += sum;
-    coder.Look(states, end, [this](const State& state) { return masks_[state.symbol] != mask_; });
+    coder.Look(states, end, [this](const State& at) { return open_[at.symbol] != 0; });
     coder.Divide(total);
     if (coder.IsBelow(sum)) {
-      uint32_t at = 0;
-      uint32_t upper = open_states[0]->frequency;
-      while (!coder.IsBelow(upper)) upper += open_states[++at]->frequency;
-      State* const found = open_states[at];
+      State* found = states;
+      uint32_t upper = OpenFrequency(*found);
+      while (!coder.IsBelow(upper)) upper += OpenFrequency(*++found);  // at the last one it is `sum`
       const uint32_t frequency = found->frequency;
       coder.Narrow(upper - frequency, frequency);
       if (escape.shift < kSlowest && --escape.until_slower == 0) {
@@ -304,7 +299,7 @@ State* Model::FindShorter(Coder& coder, Context*& context, uint32_t masked) {
     coder.Narrow(sum, total - sum);
     PrefetchStates(context->suffix);
     escape.sum = static_cast<uint16_t>(escape.sum + total);
-    for (uint32_t i = 0; i < open; ++i) masks_[open_states[i]->symbol] = mask_;
+    for (state = states; state != end; ++state) open_[state->symbol] = 0;
     masked = context->count;
   }
 }
