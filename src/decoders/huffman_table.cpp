@@ -161,8 +161,11 @@ bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
     }
   }
   // What no code owns stands at the end of the root part and of the last subtable.
-  std::fill(table.begin() + slot, table.begin() + (size_t{1} << root_bits), WithLength(kTableInvalid, 1));
-  std::fill(table.begin() + fill, table.begin() + end, WithLength(kTableInvalid, 1));
+  const auto rest = [&](size_t from, size_t to) {
+    std::ranges::fill(table.subspan(from, to - from), WithLength(kTableInvalid, 1));
+  };
+  rest(slot, size_t{1} << root_bits);
+  rest(fill, end);
   return true;
 }
 

@@ -8,8 +8,8 @@
 namespace brix::rar {
 
 // Predicts each byte of a channel from the one before, weighted by the channel's last kTerms differences, and every 32
-// bytes moves one weight by one, to where the error would have been least. A 2.0 block has five terms, of which the last
-// is the difference that the channel decoded before this one had; the filter has three.
+// bytes moves one weight by one, to where the error would have been least. A 2.0 block has five terms, of which the
+// last is the difference that the channel decoded before this one had; the filter has three.
 //
 // All arithmetic wraps; weights stay within -17 to 16.
 template <uint32_t kTerms>
@@ -29,13 +29,13 @@ class AudioChannel {
     for (uint32_t i = 0; i < kTerms; ++i) sum += weights_[i] * difference[i];
     const auto byte = static_cast<uint8_t>((sum >> 3) - error);
 
-    const int32_t scaled = static_cast<int8_t>(error) * 8;
+    const int32_t scaled = Signed(error) * 8;
     costs_[0] += static_cast<uint32_t>(std::abs(scaled));
     for (uint32_t i = 0; i < kTerms; ++i) {
       costs_[1 + 2 * i] += static_cast<uint32_t>(std::abs(scaled - difference[i]));
       costs_[2 + 2 * i] += static_cast<uint32_t>(std::abs(scaled + difference[i]));
     }
-    last_difference_ = *other = static_cast<int8_t>(byte - last_byte_);
+    last_difference_ = *other = Signed(byte - last_byte_);
     last_byte_ = byte;
     return byte;
   }
@@ -54,6 +54,9 @@ class AudioChannel {
   }
 
  private:
+  // The low eight bits, as a number from -128 on.
+  static constexpr int32_t Signed(int32_t value) { return ((value + 128) & 0xFF) - 128; }
+
   int32_t last_byte_ = 0;
   int32_t last_difference_ = 0;
   std::array<int32_t, kTerms> before_{};  // the differences of the last byte's prediction

@@ -14,9 +14,9 @@ namespace brix::rar {
 
 // Past the end of the input every bit is zero and ok() is false as soon as one of those was dropped.
 //
-// A fast loop copies the cursor and puts it back. Its turn begins with refilled bits and `next` at most fast_end(), takes
-// at most kFastBits and refills at most twice; so it neither takes bits from behind the end of the input nor looks at more
-// than kSlack bytes behind the piece.
+// A fast loop copies the cursor and puts it back. Its turn begins with refilled bits and `next` at most fast_end(),
+// takes at most kFastBits and refills at most twice; so it neither takes bits from behind the end of the input nor
+// looks at more than kSlack bytes behind the piece.
 class Bits : public MsbCursor {
  public:
   static constexpr uint32_t kFastBits = 88;
@@ -90,8 +90,8 @@ class Bits : public MsbCursor {
 
   [[nodiscard]] ptrdiff_t bytes_in_cursor() const { return static_cast<ptrdiff_t>((count & 63) / 8); }
 
-  // Moves the unread bytes to the front of the piece and reads behind them. A stream may hand out less than it was asked
-  // for before its end; only a failed or empty read is the end.
+  // Moves the unread bytes to the front of the piece and reads behind them. A stream may hand out less than it was
+  // asked for before its end; only a failed or empty read is the end.
   void ReadMore() {
     if (ended_) return;
     uint8_t* const front = piece_.data() + kFront;

@@ -3,8 +3,8 @@
 // Code lengths are differences to those of the block before, unless the header says that it begins anew, and are coded
 // themselves by a small code. Codes may be incomplete: packers write such for few symbols.
 //
-// Bounds: counts of code lengths are the methods'; a run that would go on behind them is cut. A filter's declaration has
-// at most 65,535 bytes.
+// Bounds: counts of code lengths are the methods'; a run that would go on behind them is cut. A filter's declaration
+// has at most 65,535 bytes.
 #include <algorithm>
 #include <cstring>
 #include <new>

@@ -1,9 +1,10 @@
 // rar_decoder.cpp - members, the ring and its delivery, around the loops of rar_loop.h.
 //
 // Output is decoded into a ring, in runs that the loops end at, and leaves from there in as large ones. The ring grows
-// with what is decoded until it holds a window; a header's dictionary size is not looked at, since both methods keep their
-// distances inside it. The window holds what was decoded, unfiltered. Without a filter waiting a run is written as it
-// stands; a filter's block is copied out when it is whole, and holds back the output until then, at most its 256 KiB.
+// with what is decoded until it holds a window; a header's dictionary size is not looked at, since both methods keep
+// their distances inside it. The window holds what was decoded, unfiltered. Without a filter waiting a run is written
+// as it stands; a filter's block is copied out when it is whole, and holds back the output until then, at most its 256
+// KiB.
 //
 // The 2.9 method marks a member's end, and says there whether the next one brings tables; the 2.0 method does not: its
 // members end by their size, which no fast turn may pass, and tables for the next may stand behind.
@@ -95,6 +96,7 @@ bool RarDecoder::Finish(Stream& in, uint64_t* allowance) {
   // Ends by the allowance, and by the input as above.
   while (!ended_ && !failed_) {
     const uint64_t cost_before = cost_;
+    filter_refused_ = false;  // nobody will see what it is for
     if (!DecodeSome()) {
       // A member whose data end without a mark has its size to show that it is whole.
       failed_ = Position() - member_start_ < size_;
@@ -125,14 +127,14 @@ bool RarDecoder::MakeRoom() {
   return ring_.TryResize(std::min<size_t>(size, kRingBytes));
 }
 
-// Decodes about a run, or to the end of the member. False: damage, or no memory.
+// Decodes about a run, or to the end of the member, or to a filter that is refused. False: damage, or no memory.
 bool RarDecoder::DecodeSome() {
   if (!MakeRoom()) return false;
   uint32_t stop = std::min(at_ + kRun, kSoftEnd);
   const bool is20 = method_ == Method::kRar20;
   if (is20)
     stop = static_cast<uint32_t>(std::min<uint64_t>(stop, at_ + (size_ - (Position() - member_start_))));
-  while (at_ < stop && !ended_) {
+  while (at_ < stop && !ended_ && !filter_refused_) {
     const uint32_t before = at_;
     const uint64_t cost_of_each = block_ == Block::kPpmd ? kPpmdCost : 1;
     bool ok = false;

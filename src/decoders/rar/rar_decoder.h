@@ -17,15 +17,15 @@
 
 namespace brix {
 
-// Decodes one member after the other. A solid member goes on with the window, the code lengths and the filters' programs
-// of the one before, which must have been decoded to its end; so a member is begun, decoded up to a limit, and, when a
-// solid one follows, finished.
+// Decodes one member after the other. A solid member goes on with the window, the code lengths and the filters'
+// programs of the one before, which must have been decoded to its end; so a member is begun, decoded up to a limit,
+// and, when a solid one follows, finished.
 //
 // Not a Decoder, since members are chained.
 //
 // Memory, kept from member to member: 128 KiB of input and tables; the window, which grows with the output to 4.1 MiB;
-// 50 KiB more for sound blocks; half a megabyte of addresses for filters, of which a block's size is touched; and for PPMd
-// as many as a block asks for, up to 256 MiB, of which what the model reaches is.
+// 50 KiB more for sound blocks; half a megabyte of addresses for filters, of which a block's size is touched; and for
+// PPMd as many as a block asks for, up to 256 MiB, of which what the model reaches is.
 class RarDecoder final {
  public:
   RarDecoder() = default;
@@ -35,13 +35,13 @@ class RarDecoder final {
   // Begins a member whose packed data are `in`'s and whose unpacked size the archive says is `size`. False: no memory.
   [[nodiscard]] bool Begin(rar::Method method, bool solid, uint32_t size, Stream& in);
 
-  // Produces up to `*limit` bytes of the member that was begun, at offset 0 of `out`, once; `*limit`: what was produced,
-  // also after a failure. The coded end of the data is success, too. `in`: as begun with.
+  // Produces up to `*limit` bytes of the member that was begun, at offset 0 of `out`, once; `*limit`: what was
+  // produced, also after a failure. The coded end of the data is success, too. `in`: as begun with.
   [[nodiscard]] bool Decode(Stream& in, Stream& out, uint32_t* limit);
 
   // Decodes the rest of the member, for the sake of the next, also when a failed write or a filter made Decode fail.
-  // `*allowance` is lowered by what it costs, in bytes. False: damage, or not enough allowance; then no solid member can
-  // follow.
+  // `*allowance` is lowered by what it costs, in bytes. False: damage, or not enough allowance; then no solid member
+  // can follow.
   [[nodiscard]] bool Finish(Stream& in, uint64_t* allowance);
 
  private:

@@ -1,12 +1,13 @@
 // rar_filters.cpp - declarations of filters, their order, and the blocks they are applied to.
 //
-// No filter's program is run: only the standard ones are taken, told by the length and CRC-32 of their code, and done by
-// rar_transforms.cpp. Their registers 0 and 1 are all that these look at; register 4 is the block's size, which a
+// No filter's program is run: only the standard ones are taken, told by the length and CRC-32 of their code, and done
+// by rar_transforms.cpp. Their registers 0 and 1 are all that these look at; register 4 is the block's size, which a
 // declaration may set again but not to anything else, and register 6 is set by us.
 //
-// Bounds: declarations have at most 65,535 bytes and are read with a bound on each bit. There are at most 1,024 programs,
-// 1,024 filters waiting and 16 over one block. Blocks stand in rising order and do not overlap, but for filters over the
-// very same block, of which each takes what the one before gave; so a byte of output is filtered at most 16 times.
+// Bounds: declarations have at most 65,535 bytes and are read with a bound on each bit. There are at most 1,024
+// programs, 1,024 filters waiting and 16 over one block. Blocks stand in rising order and do not overlap, but for
+// filters over the very same block, of which each takes what the one before gave; so a byte of output is filtered at
+// most 16 times.
 #include "decoders/rar/rar_filters.h"
 
 #include <cstdio>

@@ -34,8 +34,8 @@ class Filters {
   [[nodiscard]] uint8_t* code() { return code_.data(); }
 
   // Takes up the declaration of `size` bytes that stands in code(). `flags`: its first byte. `position`: the output so
-  // far. False, after a message on standard output where the reason is a program or a global memory that we do not have:
-  // damage, too many filters, or blocks that overlap or go back. The declarations behind it can still be read.
+  // far. False, after a message on standard output where the reason is a program or a global memory that we do not
+  // have: damage, too many filters, or blocks that overlap or go back. The declarations behind it can still be read.
   [[nodiscard]] bool Declare(uint32_t flags, uint32_t size, uint64_t position);
 
   // The first filter of the next block; null: none.
@@ -44,8 +44,8 @@ class Filters {
   // Where the decoder puts the block, kFilterMemory bytes.
   [[nodiscard]] uint8_t* memory() { return memory_.data(); }
 
-  // Applies the next filter to the block in memory(), and those over the same block behind it. `*result` holds until the
-  // next call. False: damage.
+  // Applies the next filter to the block in memory(), and those over the same block behind it. `*result` holds until
+  // the next call. False: damage.
   [[nodiscard]] bool Run(uint32_t file_offset, std::span<const uint8_t>* result);
 
  private:

@@ -1,13 +1,13 @@
 // rar_loop.h - the loops that decode the symbols of a block of literals and matches.
 //
 // The fast loop runs while the bits allow a turn and the output has not reached `stop`. A turn takes up to three
-// literals, or up to two literals and a match, without a bound check: at most 22 + 20 bits up to a match's length and 44
-// for its distance, and kTurn bytes behind `stop`, for which the ring has room. The careful loop takes one symbol a turn
-// and serves the last bytes of the input, and of a 2.0 member, whose data have no end mark.
+// literals, or up to two literals and a match, without a bound check: at most 22 + 20 bits up to a match's length and
+// 44 for its distance, and kTurn bytes behind `stop`, for which the ring has room. The careful loop takes one symbol a
+// turn and serves the last bytes of the input, and of a 2.0 member, whose data have no end mark.
 //
-// The ring is a window and some: output goes on behind its soft end until a turn is over, and the next lap begins at its
-// front. Where a lap ended is kept, so that no output ever wraps inside a loop and only a source may. Distances are at
-// most the window by their slots; of others, and before the first lap is full, it is checked for each match that its
+// The ring is a window and some: output goes on behind its soft end until a turn is over, and the next lap begins at
+// its front. Where a lap ended is kept, so that no output ever wraps inside a loop and only a source may. Distances are
+// at most the window by their slots; of others, and before the first lap is full, it is checked for each match that its
 // source was decoded.
 #pragma once
 
@@ -129,8 +129,8 @@ BRIX_ALWAYS_INLINE void Remember(Memory& memory, uint32_t distance) {
   memory.distance = {distance, memory.distance[0], memory.distance[1], memory.distance[2]};
 }
 
-// A match whose main symbol was dropped: its length, and its distance as the first that is remembered. kBadMatch: no such
-// code. `saved`: the bits in front of the symbol. Refills.
+// A match whose main symbol was dropped: its length, and its distance as the first that is remembered. kBadMatch: no
+// such code. `saved`: the bits in front of the symbol. Refills.
 template <Method kMethod>
 BRIX_ALWAYS_INLINE uint32_t ReadMatch(const LzTables& tables, uint32_t entry, uint64_t saved, MsbCursor& in,
                                       Memory& memory) {

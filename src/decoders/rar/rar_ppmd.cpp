@@ -1,8 +1,8 @@
 // rar_ppmd.cpp - blocks of the 2.9 method that are coded by PPMd.
 //
-// A block begins with a byte of flags and goes on with a range coder's bytes. Its symbols are the output's, but for one,
-// the escape, behind which a code stands: a new header, which may be of either kind; the end of the member; a filter; a
-// match; or, with any other code, the escape's own byte. The model may outlive the block, and the member.
+// A block begins with a byte of flags and goes on with a range coder's bytes. Its symbols are the output's, but for
+// one, the escape, behind which a code stands: a new header, which may be of either kind; the end of the member; a
+// filter; a match; or, with any other code, the escape's own byte. The model may outlive the block, and the member.
 //
 // Bounds: the model's memory is what the header asks for, 1 to 256 MiB, of which only what it reaches is touched.
 #include <new>

@@ -4,8 +4,8 @@
 // on addresses in machine code; the others write their output behind their input, so that a block of theirs has at most
 // half of the memory.
 //
-// Bounds: the size is checked against the memory, counts of channels against kMostChannelsOfAFilter. Each byte is visited
-// once, those of a picture twice.
+// Bounds: the size is checked against the memory, counts of channels against kMostChannelsOfAFilter. Each byte is
+// visited once, those of a picture twice.
 #include "decoders/rar/rar_transforms.h"
 
 #include <array>

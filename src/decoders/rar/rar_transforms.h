@@ -25,8 +25,8 @@ struct TransformArguments {
   uint32_t file_offset;  // of the block, in the member
 };
 
-// Undoes one filter over the first `size` bytes of `memory`, which has kFilterMemory. `*result`: the bytes, in there; as
-// many, but of upper case fewer. False: more bytes than the filter has room for, or arguments that no packer gives.
+// Undoes one filter over the first `size` bytes of `memory`, which has kFilterMemory. `*result`: the bytes, in there;
+// as many, but of upper case fewer. False: more bytes than the filter has room for, or arguments that no packer gives.
 [[nodiscard]] bool Apply(Transform transform, uint8_t* memory, uint32_t size,
                          const TransformArguments& arguments, std::span<uint8_t>* result);
 

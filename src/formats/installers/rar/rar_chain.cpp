@@ -8,8 +8,8 @@
 // What cannot be decoded breaks its chain, and every later member of it fails at once: damage, encryption, another
 // version, a part of a volume. A member that merely could not be written, or whose filters we do not have, does not.
 //
-// Bounds: decoding to nowhere comes out of an allowance, 8 GiB for an archive and 2 MiB more for each extraction. Blocks
-// read again end where they ended before.
+// Bounds: decoding to nowhere comes out of an allowance, 8 GiB for an archive and 2 MiB more for each extraction.
+// Blocks read again end where they ended before.
 #include "formats/installers/rar/rar_chain.h"
 
 #include "core/field_reader.h"

@@ -7,8 +7,8 @@
 // Files of 4 GiB and more show with the low halves of their sizes. The walk ends at the end block, or where the file
 // ends behind a block; whatever else is damage. A dictionary's size is not looked at (rar_decoder.cpp).
 //
-// Bounds: every block has a header of at least one byte, so the walk ends; offsets are checked sums. At most 511 bytes of
-// a name are read. Nothing is kept or allocated for a member: the decoder is one for all (rar_chain.cpp).
+// Bounds: every block has a header of at least one byte, so the walk ends; offsets are checked sums. At most 511 bytes
+// of a name are read. Nothing is kept or allocated for a member: the decoder is one for all (rar_chain.cpp).
 #include "formats/installers/rar/rar_handler.h"
 
 #include <algorithm>
