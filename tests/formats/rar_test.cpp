@@ -46,18 +46,18 @@ RarMember With(RarMember member, uint32_t more_flags, uint32_t version = 29) {
 
 TEST(Rar, ReadsRealArchives) {
   const Rows<const char*, std::string> rows = {
-      {"a last volume: the file that goes on is not shown", "lz.rar",
+      {"a last volume: the file that goes on is not shown", "rar/lz.rar",
        "\xE2\xA5\xE1\xE2.txt 15498 9bd160fa 1, $"},
-      {"PPMd, the second member with the first one's model", "ppmd-solid.rar",
+      {"PPMd, the second member with the first one's model", "ppmd/solid.rar",
        "testfile.png 87 afb0ac62 1, testfile.jpg 220 da70b16c 1, $"},
-      {"names in two forms, of which the first counts", "unicode.rar",
+      {"names in two forms, of which the first counts", "rar/unicode.rar",
        "\xD1\x83\xD0\xB8\xD0\xB8\xD0\xBE\xD0\xBE\xD1\x82\xD0\xB8\xD0\xB2\xD0\xBB.txt 2 6751fc53 1, "
        "\xF0\x9D\x90\x80\xF0\x9D\x90\x81\xF0\x9D\x90\x81\xF0\x9D\x90\x82.txt 2 6751fc53 1, $"},
-      {"method 2.0, and a block of the owner's name", "rar20.rar", "file.txt 4 7e3265a8 1, $"},
-      {"encrypted", "encrypted.rar", "foo.txt 0 00000000 2, bar.txt 0 00000000 2, $"},
+      {"method 2.0, and a block of the owner's name", "rar/rar20.rar", "file.txt 4 7e3265a8 1, $"},
+      {"encrypted", "rar/encrypted.rar", "foo.txt 0 00000000 2, bar.txt 0 00000000 2, $"},
   };
   ExpectRows(rows, [](const char* file) {
-    const Walk walk = WalkWith(kRar, Fixture(std::string("rar/") + file));
+    const Walk walk = WalkWith(kRar, Fixture(file));
     std::string text;
     for (const WalkedMember& m : walk.members) {
       text += m.name + " " + Digest(m.data) + " " + std::to_string(m.status) + ", ";
@@ -225,7 +225,7 @@ TEST(Rar, MembersPassedOverAreDecodedOnceWhenTheyAreNeeded) {
 }
 
 TEST(Rar, DamageSweeps) {
-  SweepDamage(kRar, Fixture("rar/ppmd-solid.rar"));
+  SweepDamage(kRar, Fixture("ppmd/solid.rar"));
   SweepDamage(kRar, Fixture("rar/unicode.rar"));
   RarPacked packed;
   packed.Header()
