@@ -212,7 +212,6 @@ TEST(Rar, MembersPassedOverAreDecodedOnceWhenTheyAreNeeded) {
             EXPECT_EQ(Text(out.bytes()), text) << i;
           }
           EXPECT_FALSE(how == 0 && handler->ExtractMember(&out, 0, &written)) << "a solid member twice";
-          if (how == 0) break;
         }
         ASSERT_TRUE(handler->NextMember(name));
       }
@@ -225,6 +224,7 @@ TEST(Rar, MembersPassedOverAreDecodedOnceWhenTheyAreNeeded) {
 }
 
 TEST(Rar, DamageSweeps) {
+  testing::internal::CaptureStdout();  // damaged filters are said there
   SweepDamage(kRar, Fixture("ppmd/solid.rar"));
   SweepDamage(kRar, Fixture("rar/unicode.rar"));
   RarPacked packed;
@@ -239,6 +239,7 @@ TEST(Rar, DamageSweeps) {
   sound.AudioHeader(2);
   for (uint32_t i = 0; i < 90; ++i) sound.Sample(i);
   SweepDamage(kRar, RarStart().Raw(RarFile({"sound", sound.bits.bytes(), 90, 20})).Raw(RarEnd()).data, 300);
+  (void)testing::internal::GetCapturedStdout();
 }
 
 }  // namespace

@@ -61,6 +61,8 @@ bool Chain::Extract(const Block& block, Stream& out, uint32_t* limit) {
   // A member of no bytes is decoded when a later one needs it.
   if (wanted == 0) return true;
   if (broken_) return Refuse("rar: a member in front of this one is damaged");
+  if (begun_ && last_.at == block.at && block.at != start_)
+    return Refuse("rar: a solid member is extracted once");
   if (!Reach(block) || !Begin(block)) {
     broken_ = true;
     return false;
@@ -73,14 +75,13 @@ bool Chain::Extract(const Block& block, Stream& out, uint32_t* limit) {
 // Decodes what stands in front of `block` in its chain and was not decoded yet.
 bool Chain::Reach(const Block& block) {
   if (block.at == start_) return true;
-  if (begun_ && last_.at >= block.at) return Refuse("rar: a solid member is extracted once");
   Block passed;
-  // Ends at `block`, which these blocks led to before.
-  for (uint32_t at = begun_ ? last_.next : start_; at != block.at; at = passed.next) {
+  uint32_t at = begun_ ? last_.next : start_;
+  for (; at < block.at; at = passed.next) {  // each turn raises it
     if (!ReadBlock(*in_, at, &passed)) return false;
     if (passed.type == kFile && passed.file.compressed() && (!Begin(passed) || !FinishLast())) return false;
   }
-  return true;
+  return at == block.at || Refuse("rar: other blocks than before");
 }
 
 bool Chain::Begin(const Block& block) {
