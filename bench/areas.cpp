@@ -77,6 +77,7 @@ struct Command {
 const Command kBrix = {"brix", "{brix} ls {}", Writes::kListing};
 const Command kBsdtar = {"bsdtar", "bsdtar -xOf {}"};
 const Command kSevenZip = {"7zz", "7zz x -so -mmt1 {}"};
+const Command kUnar = {"unar", "unar -q -o - {}"};
 const Command kCabextract = {"cabextract", "cabextract -qp {}"};
 
 Row Programs(const char* name, const char* title, const char* file, const std::vector<Command>& commands,
@@ -168,6 +169,14 @@ const std::vector<Row>& Rows() {
            {Speed(kStream, "libmspack", 1.50, 1.80), Speed(kMemory, "libmspack", 1.50, 1.80)}),
       Programs("help-process", "Compiled help of 500 pages", "help.chm",
                {kBrix, {"7zz", kSevenZip.line + " page*"}}, {Time("7zz", 1.00, 0.90)}),
+      Walk("rar-lz", "RAR 2.9 LZ", "corpus-lz.rar", kLibarchive,
+           {Speed(kStream, "libarchive", 1.80, 2.40), Speed(kMemory, "libarchive", 1.80, 2.40)}),
+      Programs("rar-lz-process", "RAR 2.9 LZ", "corpus-lz.rar", {kBrix, kBsdtar, kUnar},
+               {Time("bsdtar", 0.60), Time("unar")}),
+      Walk("rar-ppmd", "RAR 2.9 PPMd", "corpus-ppmd.rar", kLibarchive,
+           {Speed(kStream, "libarchive", 1.20, 1.50), Speed(kMemory, "libarchive", 1.20, 1.50)}),
+      Programs("rar-ppmd-process", "RAR 2.9 PPMd", "corpus-ppmd.rar", {kBrix, kBsdtar, kUnar},
+               {Time("bsdtar"), Time("unar")}),
       Walk("installer", "Installer database of 4 streams", "streams.msi", kMemcpy,
            {Speed(kStream, "memcpy"), Speed(kMemory, "memcpy")}),
       Programs("installer-process", "Installer database of 4 streams", "streams.msi",

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the inputs of the benchmarks in a folder.
 
-usage: make_data.py FOLDER [PROGRAM]
+usage: make_data.py FOLDER [PROGRAMS]
 
 corpus-6.zip        16 members of 3 MB: headers, documentation and scripts of installed packages, then programs; and the
                     same 48 MB as stored.zip, corpus.tar, corpus.tar.gz, corpus.gz, corpus.lzma, corpus.bz2,
@@ -11,8 +11,10 @@ nested.zip          four levels, 187 containers, 2,016 leaves
 tiny.zip            one member of a few bytes
 lzx.cab             cab/gocab__lzx.cab of the sample archives whose folder BRIX_CORPUS names, since nothing packaged makes
                     LZX; what is in it by cabextract
-quantum.cab         10 MB from the middle of the 48, half text and half programs, by PROGRAM, which is pack_quantum as run.py
-                    builds it
+quantum.cab         10 MB from the middle of the 48, half text and half programs, by pack_quantum in the folder PROGRAMS, where
+                    run.py builds it
+corpus-lz.rar       the 16 members of corpus-6.zip by pack_rar from there, and 12 MB from their middle in 4 as
+                    corpus-ppmd.rar
 help.chm            500 pages of 42,000 bytes of text (chmcmd)
 streams.msi         4 streams of 3.7 MB (msibuild)
 mail-base64.eml     five attachments of 8 MiB
@@ -264,16 +266,17 @@ def script_installer(members, output, compressor):
     return made_by(["makensis", "-V1", "bench.nsi"], [], output, [("bench.nsi", script.encode()), *members])
 
 
-def packed_by(program, content):
-    if program is None:
-        print("skipped: quantum.cab, because no PROGRAM is named", file=sys.stderr)
+def cabinet_of_quantum(programs, content):
+    if programs is None:
+        print("skipped: quantum.cab, because no PROGRAMS are named", file=sys.stderr)
         return None
+    program = os.path.join(programs, "pack_quantum")
     return subprocess.run([program], input=content, stdout=subprocess.PIPE, check=True).stdout
 
 
 def main():
     folder = sys.argv[1]
-    program = sys.argv[2] if len(sys.argv) > 2 else None
+    programs = os.path.abspath(sys.argv[2]) if len(sys.argv) > 2 else None
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
     data = corpus()
@@ -307,7 +310,12 @@ def main():
     write("corpus-mszip.cab", made_by(["gcab", "-czn", "{}"], big, "corpus-mszip.cab"), big_members)
     write("lzx.cab", *sample_cabinet())
     middle = data[LIMIT // 2 - 5_000_000 : LIMIT // 2 + 5_000_000]
-    write("quantum.cab", packed_by(program, middle), [middle])
+    write("quantum.cab", cabinet_of_quantum(programs, middle), [middle])
+    rar = os.path.join(programs or "", "pack_rar")
+    write("corpus-lz.rar", made_by([rar, "lz", "{}"], big, "corpus-lz.rar"), big_members)
+    text_and_programs = [(f"mixed{i}.dat", data[LIMIT // 2 + (i - 2) * 3_000_000 :][:3_000_000]) for i in range(4)]
+    write("corpus-ppmd.rar", made_by([rar, "ppmd", "{}"], text_and_programs, "corpus-ppmd.rar"),
+          [content for _, content in text_and_programs])
     pages = [(f"page{i:03d}.html", data[i * 42_000 : (i + 1) * 42_000]) for i in range(500)]
     write("help.chm", help_file(pages), [content for _, content in pages])
     streams = [(f"Stream{i}", data[i * 10_000_000 :][:3_700_000]) for i in range(4)]

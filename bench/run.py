@@ -51,6 +51,10 @@ COUNTED = (
     ("mail-uu", "brix to a stream", 0, 0),
     ("mail-uu", "GMime", 0, 0),
     ("mail-digest", "brix to a stream", 0, 0),
+    ("rar-lz", "brix to a stream", 0, 0),
+    ("rar-lz", "libarchive", 0, 0),
+    ("rar-ppmd", "brix to a stream", 0, 0),
+    ("rar-ppmd", "libarchive", 0, 0),
     ("nested", "brix to memory", 0, 0),
     ("nested", "libdeflate", 0, 0),
 )
@@ -107,8 +111,7 @@ def make_data(folder):
     manifest = os.path.join(folder, "manifest.tsv")
     if not os.path.exists(manifest) or os.path.getmtime(manifest) < os.path.getmtime(maker):
         print(f"making the data in {folder} ...", file=sys.stderr)
-        packer = os.path.join(os.path.dirname(PROGRAM), "pack_quantum")
-        subprocess.run([sys.executable, "-B", maker, folder, packer], check=True)
+        subprocess.run([sys.executable, "-B", maker, folder, os.path.dirname(PROGRAM)], check=True)
 
 
 def table(head, rows):

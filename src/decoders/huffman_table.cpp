@@ -132,7 +132,7 @@ bool FillLsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
   return true;
 }
 
-// Codes in most-significant-first order. What follows the last code of an incomplete set decodes to kTableInvalid.
+// Codes in most-significant-first order.
 bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, uint32_t root_bits,
                   std::span<uint32_t> table) {
   uint32_t next = 0;
@@ -160,9 +160,12 @@ bool FillMsbFirst(const SortedCodes& codes, std::span<const uint32_t> symbols, u
       fill += width;
     }
   }
-  const auto refuse_code = WithLength(kTableInvalid, 1);
-  std::fill(table.begin() + fill, table.begin() + end, refuse_code);
-  std::fill(table.begin() + slot, table.begin() + (1u << root_bits), refuse_code);
+  // What no code owns stands at the end of the root part and of the last subtable.
+  const auto rest = [&](size_t from, size_t to) {
+    std::ranges::fill(table.subspan(from, to - from), WithLength(kTableInvalid, 1));
+  };
+  rest(slot, size_t{1} << root_bits);
+  rest(fill, end);
   return true;
 }
 
@@ -174,9 +177,11 @@ bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_
   SortedCodes codes;
   Sort(lengths, &codes);
   const Completeness completeness = Judge(codes);
-  const bool incomplete = completeness == Completeness::kIncomplete;
   if (completeness == Completeness::kOverSubscribed) return false;
-  if (incomplete && !(table->incomplete && order == BitOrder::kMsbFirst)) return false;
+  if (completeness == Completeness::kIncomplete &&
+      !(table->may_be_incomplete && order == BitOrder::kMsbFirst)) {
+    return false;
+  }
   table->root_bits = std::clamp(codes.longest, table->least_root_bits, table->root_bits);
   if ((size_t{1} << table->root_bits) > table->entries.size()) return false;
   if (completeness == Completeness::kSingleBit || completeness == Completeness::kEmpty) {

@@ -31,10 +31,10 @@ inline constexpr uint32_t kMaxTableSymbols = 1024;
 enum class BitOrder { kLsbFirst, kMsbFirst };
 
 struct HuffmanTable {
-  std::span<uint32_t> entries;   // room for the root part and all subtables
-  uint32_t root_bits;            // in: the most to use; out: what is used, shrunk to the longest code
-  uint32_t least_root_bits = 1;  // but not below this; the same as the most makes the mask a constant
-  bool incomplete = false;       // in: allow any set of lengths that is not over-subscribed
+  std::span<uint32_t> entries;     // room for the root part and all subtables
+  uint32_t root_bits;              // in: the most to use; out: what is used, shrunk to the longest code
+  uint32_t least_root_bits = 1;    // but not below this; the same as the most makes the mask a constant
+  bool may_be_incomplete = false;  // codes that are left over decode to kTableInvalid; kMsbFirst alone
 };
 
 // Builds a table.
@@ -42,9 +42,9 @@ struct HuffmanTable {
 // lengths  code length of each symbol, 0 to kMaxCodeBits and to root_bits + 15; 0: the symbol has no code.
 // symbols  each symbol's entry without its code: flags, value, and the number of extra bits in the low byte.
 //
-// False for an over-subscribed set of lengths, and for an incomplete one, except that a set of one 1-bit code and an
-// empty set are allowed, or all with `incomplete` in most-significant-first order: unused codes decode to kTableInvalid.
-// False also when `entries` is too small.
+// False for an over-subscribed set of lengths, and for an incomplete one unless that is allowed, except that a set of
+// one 1-bit code and an empty set always are: their unused codes decode to kTableInvalid. False also when `entries` is
+// too small.
 [[nodiscard]] bool BuildHuffmanTable(std::span<const uint8_t> lengths, std::span<const uint32_t> symbols,
                                      BitOrder order, HuffmanTable* table);
 

@@ -19,6 +19,7 @@
 #include "formats/installers/nsis/nsis_detect.h"
 #include "formats/installers/nsis/nsis_handler.h"
 #include "formats/installers/rar/rar_detect.h"
+#include "formats/installers/rar/rar_handler.h"
 #include "formats/mail/mime/mime_detect.h"
 #include "formats/mail/mime/mime_handler.h"
 #include "formats/mail/tnef/tnef_detect.h"
@@ -90,7 +91,7 @@ constexpr std::array kRows = {
     FormatEntry{21, nsis::DetectNsis, nsis::CreateNsisHandler, {"MZ"}},
     // Signatures that may stand anywhere in the first kilobyte come late, mail, the weakest test, last.
     FormatEntry{3, cabinet::DetectCabinet, cabinet::CreateCabinetHandler},
-    FormatEntry{12, rar::DetectRar, nullptr},
+    FormatEntry{12, rar::DetectRar, rar::CreateRarHandler},
     FormatEntry{9, mime::DetectMime, mime::CreateMimeHandler},
 };
 

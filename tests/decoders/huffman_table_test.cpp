@@ -78,5 +78,22 @@ TEST(HuffmanTable, JudgesSetsOfLengths) {
   }
 }
 
+TEST(HuffmanTable, LeavesCodesUnusedWhereThatIsAllowed) {
+  const std::vector<uint8_t> lengths = {1, 3, 0, 4};  // 0, 100, 1010; what begins 1011 or 11 is none
+  const std::vector<uint32_t> symbols = {1 << kTableValueShift, 2 << kTableValueShift, 0,
+                                         3 << kTableValueShift};
+  for (uint32_t root_bits = 1; root_bits <= 5; ++root_bits) {
+    std::array<uint32_t, 64> entries;
+    HuffmanTable table{entries, root_bits, root_bits, true};
+    ASSERT_TRUE(BuildHuffmanTable(lengths, symbols, BitOrder::kMsbFirst, &table));
+    for (uint32_t code = 0; code < 16; ++code) {
+      uint32_t used = 0;
+      const uint32_t entry = LookUp(table, BitOrder::kMsbFirst, code, 4, 0, &used);
+      const uint32_t expected = code < 8 ? 1 : code < 10 ? 2 : code == 10 ? 3 : 0;
+      EXPECT_EQ((entry & kTableInvalid) == kTableInvalid ? 0 : entry >> kTableValueShift, expected) << code;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace brix

@@ -30,6 +30,8 @@ constexpr uint32_t kCabinet = 3;
 constexpr uint32_t kChm = 5;
 constexpr uint32_t kGzip = 7;
 constexpr uint32_t kMail = 9;
+constexpr uint32_t kRar = 12;
+constexpr uint32_t kSfx = 6;
 constexpr uint32_t kSzdd = 10;
 constexpr uint32_t kTar = 13;
 constexpr uint32_t kZip = 16;
@@ -38,7 +40,7 @@ constexpr uint32_t kMostOfAMember = 100u << 20;
 
 const std::map<std::string, uint32_t> kFolders = {
     {"arj", 1},      {"bzip2", 2},    {"cab", kCabinet}, {"chm", kChm}, {"gzip", kGzip}, {"lha", 8},
-    {"mime", kMail}, {"nsis", kNsis}, {"rar", 12},       {"sfx", 6},    {"szdd", kSzdd}, {"tar", kTar},
+    {"mime", kMail}, {"nsis", kNsis}, {"rar", kRar},     {"sfx", kSfx}, {"szdd", kSzdd}, {"tar", kTar},
     {"targz", kTar}, {"tnef", 14},    {"unixz", 15},     {"zip", kZip},
 };
 
@@ -121,7 +123,23 @@ constexpr char kUtf8[] = "zip/libarchive__zip_7075_utf8_paths.zip";
 
 constexpr char kBadLzx[] = "made to fail: a tree without lengths, matches before the first byte";
 
+constexpr char kHeadersEncrypted[] = "encrypted headers";
+constexpr char kBadPpmd[] = "made to fail: damaged PPMd data";
+
 constexpr KnownDifference kKnown[] = {
+    {"rar/junrar__corrupt-header.rar", "", kDamaged, "", "a header of no bytes"},
+    {"rar/junrar__loop*", "", kDamaged, "", "a header of no bytes, or no block where the next should be"},
+    {"rar/libarchive__rar_encryption_header.rar", "", kDamaged, "", kHeadersEncrypted},
+    {"rar/libarchive__rar_ppmd_use_after_free.rar", "", kDamaged, "", "the file ends inside a member"},
+    {"rar/sharpc__Rar.Encrypted*", "", kDamaged, "", kHeadersEncrypted},
+    {"rar/sharpc__Rar.encrypted_filesAndHeader.rar", "", kDamaged, "", kHeadersEncrypted},
+    {"rar/sharpc__Rar.malformed_512byte.rar", "", kDamaged, "", "the file ends inside a member"},
+    {"rar/tika__test-documents-enc.rar", "", kDamaged, "", kHeadersEncrypted},
+    {"rar/junrar__filter-flood.rar", "test-documents\\\\testEXCEL.xls", kFails, "", "a filter of no program"},
+    {"rar/junrar__hostile-ppm-decodechar.rar", "final_payload.txt", kFails, "", kBadPpmd},
+    {"rar/junrar__hostile-ppm-ps-*", "final_payload.txt", kFails, "", kBadPpmd},
+    {"rar/junrar__void-dist-v29.rar", "void29", kFails, "", "made to fail: a distance before the first byte"},
+    {"rar/sharpc__Rar.malformed_512byte.rar", "dist\\\\files\\\\bin\\\\res\\\\common.pak", kFails, "", "cut"},
     {"cab/jsign__cf-AuthenticodeCabSignerFuzzer-54*", "", kDamaged, "", "the file is cut"},
     {"cab/mspack__partial_*", "", kDamaged, "", "the file is cut in its header, folder or file entries"},
     {"cab/corkami__tiny_cabinet.cab", "", kNamed, "unknown", "the member has no name"},
@@ -290,6 +308,7 @@ class Corpus : public testing::Test {
   }
   void CheckTar(const std::string& file);
   void CheckCabinet(const std::string& file);
+  void CheckRar(const std::string& file, const Walk& walk);
   bool ShowsMailMembers(const std::string& file, const Walk& walk);
 
   std::map<std::string, std::vector<Member>> members_;
@@ -526,6 +545,42 @@ void Corpus::CheckCabinet(const std::string& file) {
 TEST_F(Corpus, CabinetMembers) {
   for (const std::string& name : List("cab")) CheckCabinet("cab/" + name);
   ExpectAllUsed("cab/");
+}
+
+// What is packed by another version than 2.0 and 2.9, or encrypted, is shown and refused; directories and parts of
+// volumes are not shown. The notes say which they are.
+void Corpus::CheckRar(const std::string& file, const Walk& walk) {
+  SCOPED_TRACE(file);
+  EXPECT_EQ(walk.finished, Find(file, "", kDamaged) == nullptr);
+  auto shown = walk.members.begin();
+  for (const Member& expected : members_[file]) {
+    const auto has = [&](const char* word) { return expected.note.find(word) != std::string::npos; };
+    if (!has("unpack ") || has("; split")) continue;
+    SCOPED_TRACE(expected.name);
+    ASSERT_NE(shown, walk.members.end());
+    EXPECT_EQ(Escaped(shown->name), expected.name);
+    const bool other = !has("unpack 20 ") && !has("unpack 29 ");
+    const bool refused = other || has("encrypted") || Find(file, expected.name, kFails) != nullptr;
+    EXPECT_EQ(shown->extracted, !refused);
+    EXPECT_EQ(shown->status, has("encrypted") ? 2u : other ? 3u : 1u);
+    if (!refused) {
+      EXPECT_EQ(Digest(shown->data), expected.digest);
+    }
+    ++shown;
+  }
+  EXPECT_EQ(shown, walk.members.end());
+}
+
+TEST_F(Corpus, RarMembers) {
+  for (const std::string& name : List("rar")) {
+    const std::string file = "rar/" + name;
+    if (TypeOf(file) == kRar) CheckRar(file, WalkWith(kRar, Read(file), kMostOfAMember));
+  }
+  CheckRar("sfx/libarchive__rar_sfx.exe", WalkWith(kSfx, Read("sfx/libarchive__rar_sfx.exe")));
+  const Walk tar = WalkWith(kTar, Read("nested/sharpc__Tar.ContainsRar.tar"));
+  ASSERT_EQ(tar.members.size(), 1u);
+  CheckRar("rar/sharpc__Rar.rar", WalkWith(kRar, tar.members[0].data));
+  ExpectAllUsed("rar/");
 }
 
 // Whether the tools decoded the same quoted-printable text: they leave line ends as they stood, and take the one

@@ -23,6 +23,7 @@
 #include "core/byte_order.h"
 #include "decoders/lzx/lzx_tables.h"
 #include "decoders/match_copy.h"
+#include "decoders/msb_cursor.h"
 
 namespace brix::lzx {
 
@@ -37,34 +38,8 @@ inline void SwapPairs(uint8_t* bytes, ptrdiff_t size) {
   for (; size >= 2; size -= 2, bytes += 2) std::swap(bytes[0], bytes[1]);
 }
 
-// The next bits, kept by a loop on locals. Those below the `count` valid ones are zero or what follows, as in
-// LsbBitReader.
-struct Cursor {
-  uint64_t bits = 0;
-  uint64_t count = 0;  // in the low six bits; what stands above them has no meaning
-  const uint8_t* next;
-
-  BRIX_ALWAYS_INLINE void Refill() {  // to at least 56 bits
-    bits |= LoadBe64(next) >> (count & 63);
-    next += 7;
-    next -= count >> 3 & 7;
-    count |= 56;
-  }
-  // Drops as many bits as the low byte says.
-  BRIX_ALWAYS_INLINE void Drop(uint32_t n) {
-    bits <<= n & 63;
-    count -= n;
-  }
-  // The next n bits, n below 64.
-  [[nodiscard]] BRIX_ALWAYS_INLINE uint32_t Take(uint32_t n) {
-    const auto value = static_cast<uint32_t>(bits >> 1 >> (63 - n));
-    Drop(n);
-    return value;
-  }
-};
-
 // The bits of a unit. Past its end they are zero and ok() is false.
-class Bits : public Cursor {
+class Bits : public MsbCursor {
  public:
   // Words begin at `first`, or one byte behind it with `odd`.
   Bits(uint8_t* first, uint8_t* last, bool odd)
@@ -131,19 +106,10 @@ struct Output {
 
 constexpr auto kSlotWords = SlotWords();
 
-// Follows an entry of the root part into its subtable, if it has one.
-BRIX_ALWAYS_INLINE uint32_t Resolve(const uint32_t* table, uint32_t entry, Cursor& in) {
-  if ((entry & kTableInvalid) == kTableSubtable) [[unlikely]] {
-    in.Drop(entry);
-    entry = table[(entry >> kTableValueShift) + (in.bits >> (64 - (entry >> 8 & 15)))];
-  }
-  return entry;
-}
-
 // A match whose main symbol `entry` was looked up and not dropped: its length, and its distance as the first
 // repeated offset. 0: no such code.
 template <bool kAligned>
-BRIX_ALWAYS_INLINE uint32_t ReadMatch(const Tables& tables, uint32_t entry, Cursor& in, uint32_t& r0,
+BRIX_ALWAYS_INLINE uint32_t ReadMatch(const Tables& tables, uint32_t entry, MsbCursor& in, uint32_t& r0,
                                       uint32_t& r1, uint32_t& r2) {
   in.Drop(entry);
   const uint32_t symbol = entry >> kTableValueShift;
@@ -211,7 +177,7 @@ template <bool kAligned>
   const uint32_t shift = tables.main_shift;
   const uint32_t ring_bytes = output.ring_bytes;
   const bool ring_full = output.ring_full;
-  Cursor in = bits;
+  MsbCursor in = bits;
   auto [r0, r1, r2] = *output.repeated;
   bool good = false;
 
@@ -270,7 +236,7 @@ template <bool kAligned>
   }
   good = in.next <= input_stop;
 done:
-  static_cast<Cursor&>(bits) = in;
+  static_cast<MsbCursor&>(bits) = in;
   *output.repeated = {r0, r1, r2};
   output.position += static_cast<uint32_t>(out - begin);
   *count -= static_cast<uint32_t>(out - begin);

@@ -1,0 +1,8 @@
+// The RAR handler and its decoders.
+#include "formats/registry.h"
+#include "walk_all.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  brix::WalkAll(brix::Formats(), 12, data, size);
+  return 0;
+}
