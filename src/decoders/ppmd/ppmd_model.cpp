@@ -167,6 +167,7 @@ bool Model::Enter(Context* const context, State* const found) {
   }
   const uint32_t count = context->count;
   const uint32_t rest = context->total - count - (frequency - 1);
+  PrefetchStates(next);
   for (Context* longer = context_; longer != context; longer = ContextAt(longer->suffix)) {
     if (!AddState(*longer, symbol, for_new, frequency, count, rest)) return false;
   }
