@@ -267,6 +267,24 @@ TEST(RarDecoder, BlocksOfBothKindsTakeTurns) {
             "PPMd again");
 }
 
+// A member that is said to be empty may have a header that is damaged half way; nothing is decoded with its tables.
+TEST(RarDecoder, HalfBuiltTablesAreNone) {
+  for (const bool is20 : {false, true}) {
+    RarPacked half(is20);
+    half.Header();
+    const Data cut(half.bits.bytes().begin(), half.bits.bytes().end() - 40);
+    RarDecoder decoder;
+    FixedMemoryStream in(cut);
+    MemoryStream out;
+    uint32_t produced = 10;
+    uint64_t allowance = 10;
+    const Method method = is20 ? Method::kRar20 : Method::kRar29;
+    EXPECT_FALSE(decoder.Begin(method, false, is20 ? 10 : 0, in) && decoder.Decode(in, out, &produced));
+    EXPECT_EQ(decoder.Finish(in, &allowance), !is20);
+    EXPECT_EQ(Decode(decoder, Data(64, 0x55), method, 10, true), std::nullopt);
+  }
+}
+
 TEST(RarDecoder, SoundBlocks) {
   // unar 1.10.1 unpacks the same.
   const Rows<uint32_t, const char*> rows = {

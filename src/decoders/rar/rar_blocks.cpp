@@ -43,6 +43,7 @@ bool Build(std::span<const uint8_t> lengths, std::span<const uint32_t> symbols, 
 
 }  // namespace
 
+// A block of tables that could not be built is none: whoever goes on needs another header.
 bool RarDecoder::ReadHeader() { return method_ == Method::kRar20 ? ReadHeader20() : ReadHeader29(); }
 
 bool RarDecoder::ReadHeader20() {
@@ -76,11 +77,12 @@ bool RarDecoder::ReadHeader20() {
     return true;
   }
   rar::LzTables& lz = tables_->lz;
-  block_ = Block::kLz;
-  return Build<rar::kMainRootBits>(lengths.first(rar::kMain20), kMainSymbols20, lz.main) &&
-         Build<rar::kDistanceRootBits>(lengths.subspan(rar::kMain20, rar::kDistances20), kDistanceSymbols,
-                                       lz.distance) &&
-         Build<rar::kRepeatRootBits>(lengths.last(rar::kLengths), kRepeatSymbols, lz.repeat);
+  const bool built = Build<rar::kMainRootBits>(lengths.first(rar::kMain20), kMainSymbols20, lz.main) &&
+                     Build<rar::kDistanceRootBits>(lengths.subspan(rar::kMain20, rar::kDistances20),
+                                                   kDistanceSymbols, lz.distance) &&
+                     Build<rar::kRepeatRootBits>(lengths.last(rar::kLengths), kRepeatSymbols, lz.repeat);
+  if (built) block_ = Block::kLz;
+  return built;
 }
 
 bool RarDecoder::ReadHeader29() {
@@ -101,14 +103,16 @@ bool RarDecoder::ReadHeader29() {
   }
   const std::span<uint8_t> lengths(tables_->lengths.data(), rar::kLengths29);
   rar::LzTables& lz = tables_->lz;
-  block_ = Block::kLz;
   constexpr uint32_t kLowAt = rar::kMain29 + rar::kDistances29;
-  return Build<rar::kPretreeRootBits>(pretree, kPretreeSymbols, tables_->pretree) && ReadLengths(lengths) &&
-         Build<rar::kMainRootBits>(lengths.first(rar::kMain29), kMainSymbols29, lz.main) &&
-         Build<rar::kDistanceRootBits>(lengths.subspan(rar::kMain29, rar::kDistances29), kDistanceSymbols,
-                                       lz.distance) &&
-         Build<rar::kLowRootBits>(lengths.subspan(kLowAt, rar::kLowDistances), kLowSymbols, lz.low) &&
-         Build<rar::kRepeatRootBits>(lengths.last(rar::kLengths), kRepeatSymbols, lz.repeat);
+  const bool built =
+      Build<rar::kPretreeRootBits>(pretree, kPretreeSymbols, tables_->pretree) && ReadLengths(lengths) &&
+      Build<rar::kMainRootBits>(lengths.first(rar::kMain29), kMainSymbols29, lz.main) &&
+      Build<rar::kDistanceRootBits>(lengths.subspan(rar::kMain29, rar::kDistances29), kDistanceSymbols,
+                                    lz.distance) &&
+      Build<rar::kLowRootBits>(lengths.subspan(kLowAt, rar::kLowDistances), kLowSymbols, lz.low) &&
+      Build<rar::kRepeatRootBits>(lengths.last(rar::kLengths), kRepeatSymbols, lz.repeat);
+  if (built) block_ = Block::kLz;
+  return built;
 }
 
 bool RarDecoder::ReadLengths(std::span<uint8_t> lengths) {
@@ -164,7 +168,7 @@ bool RarDecoder::ReadFilter() {
   }
   for (uint32_t i = 0; i < size && ok && bits_.ok(); ++i) filters_->code()[i] = static_cast<uint8_t>(byte());
   if (!ok || !bits_.ok()) return Refuse("rar: filter declaration is cut");
-  if (!filters_->Declare(flags, size, Position())) filter_refused_ = true;
+  if (!filters_->Declare(flags, size, Position())) lost_ = true;
   return true;
 }
 

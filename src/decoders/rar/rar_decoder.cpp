@@ -73,7 +73,7 @@ bool RarDecoder::Begin(Method method, bool solid, uint32_t size, Stream& in) {
   size_ = size;
   member_start_ = flushed_ = Position();
   delivered_ = 0;
-  ended_ = failed_ = filter_refused_ = false;
+  ended_ = failed_ = lost_ = false;
   return true;
 }
 
@@ -83,12 +83,12 @@ bool RarDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   bits_.Attach(in);
   bool flushed = true;
   // Ends by the output, or by the input, of which each turn takes some.
-  while (flushed && delivered_ < wanted && !ended_ && !failed_ && !filter_refused_) {
-    failed_ = !DecodeSome();
+  while (flushed && delivered_ < wanted && !ended_ && !lost_) {
+    if (!DecodeSome()) BreakOff();
     flushed = Flush(out, wanted);
   }
   *limit = delivered_;
-  return delivered_ == wanted || (flushed && !failed_ && !filter_refused_);
+  return delivered_ == wanted || (flushed && !lost_);
 }
 
 bool RarDecoder::Finish(Stream& in, uint64_t* allowance) {
@@ -96,12 +96,8 @@ bool RarDecoder::Finish(Stream& in, uint64_t* allowance) {
   // Ends by the allowance, and by the input as above.
   while (!ended_ && !failed_) {
     const uint64_t cost_before = cost_;
-    filter_refused_ = false;  // nobody will see what it is for
-    if (!DecodeSome()) {
-      // A member whose data end without a mark has its size to show that it is whole.
-      failed_ = Position() - member_start_ < size_;
-      ended_ = true;
-    }
+    lost_ = false;  // nobody will see what it is for
+    if (!DecodeSome()) BreakOff();
     flushed_ = Position();
     if (filters_ != nullptr) filters_->DropPending();
     if (cost_ - cost_before > *allowance) {
@@ -111,6 +107,12 @@ bool RarDecoder::Finish(Stream& in, uint64_t* allowance) {
     *allowance -= cost_ - cost_before;
   }
   return !failed_;
+}
+
+// Behind damage. A member whose data end without a mark has its size to show that its symbols were all there.
+void RarDecoder::BreakOff() {
+  lost_ = ended_ = true;
+  failed_ = Position() - member_start_ < size_;
 }
 
 // Makes the ring long enough for a run behind `at_`, or begins the next lap.
@@ -134,7 +136,7 @@ bool RarDecoder::DecodeSome() {
   const bool is20 = method_ == Method::kRar20;
   if (is20)
     stop = static_cast<uint32_t>(std::min<uint64_t>(stop, at_ + (size_ - (Position() - member_start_))));
-  while (at_ < stop && !ended_ && !filter_refused_) {
+  while (at_ < stop && !ended_ && !lost_) {
     const uint32_t before = at_;
     const uint64_t cost_of_each = block_ == Block::kPpmd ? kPpmdCost : 1;
     bool ok = false;

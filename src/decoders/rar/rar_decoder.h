@@ -70,6 +70,7 @@ class RarDecoder final {
   }  // bytes decoded, as flushed_ counts them
   [[nodiscard]] bool MakeRoom();
   [[nodiscard]] bool DecodeSome();
+  void BreakOff();
   template <rar::Method kMethod>
   [[nodiscard]] bool DecodeLz(uint32_t stop);
   [[nodiscard]] bool DecodeAudio(uint32_t stop);
@@ -115,9 +116,9 @@ class RarDecoder final {
   uint32_t size_ = 0;       // of the member
   uint32_t delivered_ = 0;  // of it
   bool ended_ = false;
-  bool failed_ = false;          // the symbols cannot be followed any more
-  bool filter_refused_ = false;  // the symbols can, but the member's content is lost
-  uint64_t cost_ = 0;            // of what was decoded
+  bool lost_ = false;    // the rest of its content is, by damage or a filter
+  bool failed_ = false;  // and its symbols cannot be followed either
+  uint64_t cost_ = 0;    // of what was decoded
 };
 
 }  // namespace brix
