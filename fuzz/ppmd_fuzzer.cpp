@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "core/memory_stream.h"
 #include "decoders/ppmd/ppmd_decoder.h"
 #include "support/ppmd_encoder.h"
 
@@ -27,7 +28,8 @@ void Promise(bool kept, const char* promise) {
 
 // One run until it fails or `most` bytes came: exactly as many bytes of memory as there are.
 void Decode(PpmdDecoder& decoder, const Data& packed, uint32_t most, Data* plain) {
-  brix::WholeSource in(packed);
+  brix::FixedMemoryStream stream(packed);
+  brix::InputOver in(stream);
   if (!decoder.StartRange(in)) return;
   plain->resize(plain->size() + most);
   uint8_t* const begin = plain->data() + plain->size() - most;
@@ -56,10 +58,11 @@ void RoundTrip(PpmdDecoder& decoder, uint32_t order, uint32_t memory, const Data
     encoder->packed.clear();
     for (const uint8_t byte : input) encoder->Put(byte);
     encoder->Finish();
-    brix::WholeSource in(encoder->packed);
+    brix::FixedMemoryStream stream(encoder->packed);
+    brix::InputOver in(stream);
     Promise(decoder.StartRange(in), "a run begins");
     for (const uint8_t byte : input) Promise(decoder.DecodeSymbol() == byte, "what was packed comes back");
-    Promise(in.next == in.end, "and nothing else is read");
+    Promise(in.left() == 0, "and nothing else is read");
   }
 }
 

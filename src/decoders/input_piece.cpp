@@ -9,8 +9,8 @@ namespace brix {
 // A stream may hand out less than it was asked for before its end; only a failed or empty read is the end.
 void InputPiece::ReadMore() {
   const uint32_t unread = left();
-  uint8_t* const front = piece_.data();
-  if (unread != 0) std::memmove(front, next, unread);
+  uint8_t* const front = piece_.data() + kFront;
+  std::memmove(front - kFront, next - kFront, kFront + unread);
   uint32_t filled = unread;
   // Ends by the room, which every turn but the last fills a part of.
   do {

@@ -13,13 +13,14 @@ class InputPiece {
  public:
   static constexpr uint32_t kPiece = 32768;  // bytes read at a time
   static constexpr uint32_t kSlack = 32;     // zeros behind the end of the input
+  static constexpr uint32_t kFront = 8;      // bytes before `next` that stay there, for who gives some back
 
   // Takes the memory, once; false when there is none.
-  [[nodiscard]] bool Allocate() { return piece_.TryResize(kPiece + kSlack); }
+  [[nodiscard]] bool Allocate() { return piece_.TryResize(kFront + kPiece + kSlack); }
 
   // Begins at offset 0 of the input. Forgets everything but the memory.
   void Restart() {
-    next = end = piece_.data();
+    next = end = piece_.data() + kFront;
     offset_ = 0;
     ended_ = false;
   }
@@ -35,6 +36,9 @@ class InputPiece {
 
   // Bytes at `next` that are the input's.
   [[nodiscard]] uint32_t left() const { return static_cast<uint32_t>(end - next); }
+
+  // Whether all that the input has was read.
+  [[nodiscard]] bool ended() const { return ended_; }
 
   const uint8_t* next = nullptr;
   const uint8_t* end = nullptr;

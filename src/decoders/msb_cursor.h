@@ -27,6 +27,10 @@ struct MsbCursor {
     bits <<= n & 63;
     count -= n;
   }
+  // What the next n bits are, n at least 1.
+  [[nodiscard]] BRIX_ALWAYS_INLINE uint32_t Peek(uint32_t n) const {
+    return static_cast<uint32_t>(bits >> (64 - n));
+  }
   // The next n bits, n below 64.
   [[nodiscard]] BRIX_ALWAYS_INLINE uint32_t Take(uint32_t n) {
     const auto value = static_cast<uint32_t>(bits >> 1 >> (63 - n));

@@ -4,9 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <tuple>
 
+#include "core/memory_stream.h"
 #include "support/bytes.h"
 #include "support/handler_walk.h"
 #include "support/ppmd_encoder.h"
@@ -18,19 +20,18 @@ using Data = std::vector<uint8_t>;
 using Run = PpmdDecoder::Run;
 
 // Hands out a byte at a time.
-class Drip final : public ByteSource {
+class Drip final : public Stream {
  public:
-  explicit Drip(const Data& bytes) : bytes_(bytes) {}
-  bool NextPiece() override {
-    if (at_ == bytes_.size()) return false;
-    next = &bytes_[at_++];
-    end = next + 1;
-    return true;
+  explicit Drip(const Data& bytes) : whole_(bytes) {}
+  bool ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) override {
+    return whole_.ReadAt(offset, buf, std::min(size, 1u), got);
   }
+  bool WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t*) override { return false; }
+  bool GetSize(uint32_t* size) override { return whole_.GetSize(size); }
+  bool SetSize(uint32_t) override { return false; }
 
  private:
-  const Data& bytes_;
-  size_t at_ = 0;
+  FixedMemoryStream whole_;
 };
 
 // Words of a small alphabet, noise, and runs: all that makes contexts grow, run out of memory and be halved.
@@ -58,7 +59,8 @@ TEST(Ppmd, ReadsARealSolidArchive) {
   for (const auto& [begin, end, escape, digest] : members) {
     const Data packed(archive.begin() + static_cast<ptrdiff_t>(begin),
                       archive.begin() + static_cast<ptrdiff_t>(end));
-    WholeSource in(packed);
+    FixedMemoryStream stream(packed);
+    InputOver in(stream);
     ASSERT_TRUE(decoder.StartRange(in));
     Data plain(1000);
     uint8_t* at = plain.data();
@@ -97,10 +99,11 @@ TEST(Ppmd, PacksAndUnpacksTheSameInAnyPieces) {
     EXPECT_EQ(Digest(encoder.packed), row.packed) << row.order << " " << row.memory;
     encoder.packed.push_back(0xEE);
 
-    WholeSource whole(encoder.packed);
+    FixedMemoryStream whole(encoder.packed);
     Drip drip(encoder.packed);
-    for (ByteSource* in : {static_cast<ByteSource*>(&whole), static_cast<ByteSource*>(&drip)}) {
-      ASSERT_TRUE(decoder.Start(row.order, row.memory) && decoder.StartRange(*in));
+    for (Stream* stream : {static_cast<Stream*>(&whole), static_cast<Stream*>(&drip)}) {
+      InputOver in(*stream);
+      ASSERT_TRUE(decoder.Start(row.order, row.memory) && decoder.StartRange(in));
       Data out;
       while (out.size() < plain.size()) {
         const int symbol = decoder.DecodeSymbol();
@@ -108,8 +111,9 @@ TEST(Ppmd, PacksAndUnpacksTheSameInAnyPieces) {
         out.push_back(static_cast<uint8_t>(symbol));
       }
       EXPECT_EQ(Digest(out), Digest(plain)) << row.order << " " << row.memory;
-      EXPECT_TRUE(in->next != in->end || in->NextPiece());
-      EXPECT_EQ(*in->next, 0xEE) << "the position is the byte behind the run";
+      in.Fill();
+      ASSERT_EQ(in.left(), 1u);
+      EXPECT_EQ(*in.next, 0xEE) << "the position is the byte behind the run";
     }
   }
 }
@@ -123,14 +127,15 @@ TEST(Ppmd, FailsForGoodBehindTheEnd) {
   PpmdDecoder decoder;
   for (size_t size = 0; size < encoder.packed.size(); size += 1 + size / 8) {
     const Data cut(encoder.packed.begin(), encoder.packed.begin() + static_cast<ptrdiff_t>(size));
-    WholeSource in(cut);
+    FixedMemoryStream stream(cut);
+    InputOver in(stream);
     ASSERT_TRUE(decoder.Start(4, 1 << 20));
     EXPECT_EQ(decoder.StartRange(in), size != 0) << size;
     int symbol = 0;
     for (uint32_t left = 100'000; left != 0 && symbol >= 0; --left) symbol = decoder.DecodeSymbol();
     EXPECT_EQ(symbol, -1) << size;
     EXPECT_FALSE(decoder.started());
-    WholeSource again(encoder.packed);
+    InputOver again(stream);
     EXPECT_FALSE(decoder.StartRange(again));
     uint8_t byte = 0;
     uint8_t* at = &byte;

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
-#include "decoders/byte_source.h"
+#include "core/stream.h"
+#include "decoders/input_piece.h"
 #include "decoders/ppmd/ppmd_model.h"
 
 namespace brix {
@@ -74,14 +76,13 @@ class PpmdEncoder {
   Coder coder_;
 };
 
-// All of the input in one piece.
-class WholeSource final : public ByteSource {
- public:
-  explicit WholeSource(const std::vector<uint8_t>& bytes) {
-    next = bytes.data();
-    end = next + bytes.size();
+// The input of a decoder over a stream.
+struct InputOver : InputPiece {
+  explicit InputOver(Stream& stream) {
+    if (!Allocate()) std::abort();
+    Restart();
+    Attach(&stream);
   }
-  bool NextPiece() override { return false; }
 };
 
 }  // namespace brix

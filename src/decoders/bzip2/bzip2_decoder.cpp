@@ -171,7 +171,7 @@ bool Bzip2Decoder::ReadBlockHeader() {
 
 bool Bzip2Decoder::EndStream() {
   if (block_crc_ != stream_crc_) return Refuse("bzip2: the stream's checksum differs");
-  bits_.AlignToByte();
+  bits_.SkipToByte();
   state_ = State::kStreamHeader;
   return true;
 }

@@ -96,8 +96,8 @@ bool SymbolReader::ReadSelectors(MsbBits& in) {
   if (count == 0) return Refuse("bzip2: no selectors");
   std::array<uint8_t, kTables> list = {0, 1, 2, 3, 4, 5};
   for (uint32_t i = 0; i < count; ++i) {
-    in.Refill();
-    const auto place = static_cast<uint32_t>(std::countl_one(in.bits()));
+    in.Fill();
+    const auto place = static_cast<uint32_t>(std::countl_one(in.bits));
     if (place >= tables_) return Refuse("bzip2: selector out of range");
     in.Drop(place + 1);
     const uint8_t table = list[place];
@@ -123,7 +123,7 @@ bool SymbolReader::ReadTables(MsbBits& in) {
       // Ends by the input, behind which all bits are 0.
       for (;;) {
         if (length < 1 || length > kLongestCode) return Refuse("bzip2: code length out of range");
-        in.Refill();
+        in.Fill();
         const uint32_t step = in.Peek(2);
         in.Drop(step < 2 ? 1 : 2);
         if (step < 2) break;
@@ -152,7 +152,7 @@ bool SymbolReader::ReadColumn(MsbBits& in, uint32_t most_bytes, Column* column) 
     uint8_t* out = column->bytes.data();
     const uint32_t* const table = memory_->tables[memory_->selectors[group]].data();
     for (uint32_t i = 0; i < kGroup; ++i) {
-      bits.Refill();
+      bits.Fill();
       uint32_t entry = table[bits.Peek(kRootBits)];
       if ((entry & kTableSubtable) != 0) [[unlikely]] {
         if ((entry & kTableStop) != 0) return Refuse("bzip2: no such code");

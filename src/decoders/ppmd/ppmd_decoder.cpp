@@ -32,7 +32,7 @@ bool PpmdDecoder::Start(uint32_t order, uint32_t memory_bytes) {
   return started_;
 }
 
-bool PpmdDecoder::StartRange(ByteSource& in) {
+bool PpmdDecoder::StartRange(InputPiece& in) {
   if (!started_) return Refuse("ppmd: no model");
   ppmd::RangeDecoder coder(in, range_);
   coder.Start();

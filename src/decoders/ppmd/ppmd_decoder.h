@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "decoders/byte_source.h"
+#include "decoders/input_piece.h"
 
 namespace brix {
 
@@ -52,7 +52,7 @@ class PpmdDecoder final {
 
   // Begins a run of coded bytes at in.next, of which it takes the first four. `in` is used until the last Decode call
   // of the run. False when there is no model or no input.
-  [[nodiscard]] bool StartRange(ByteSource& in);
+  [[nodiscard]] bool StartRange(InputPiece& in);
 
   // The next byte, or -1: damaged input, more than kMostInvented bytes behind its end, or no run. A failure stays
   // until the next Start.
@@ -75,7 +75,7 @@ class PpmdDecoder final {
   bool HasFailed(int symbol, uint32_t invented);
 
   std::unique_ptr<ppmd::Model> model_;
-  ByteSource* in_ = nullptr;  // of the run; null when there is none
+  InputPiece* in_ = nullptr;  // of the run; null when there is none
   ppmd::RangeState range_;
   bool started_ = false;
 };

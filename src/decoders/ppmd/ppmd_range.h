@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-#include "decoders/byte_source.h"
+#include "decoders/input_piece.h"
 #include "decoders/match_copy.h"
 #include "decoders/ppmd/ppmd_decoder.h"
 #include "decoders/ppmd/ppmd_model.h"
@@ -24,7 +24,7 @@ inline constexpr uint32_t kSmall = 1u << 15;
 // Its state lives in locals of one function; what is kept between two of them is a RangeState.
 class RangeDecoder {
  public:
-  RangeDecoder(ByteSource& in, const RangeState& state)
+  RangeDecoder(InputPiece& in, const RangeState& state)
       : in_(in), state_(state), next_(in.next), end_(in.end) {}
 
   void Start() {
@@ -87,10 +87,10 @@ class RangeDecoder {
   BRIX_ALWAYS_INLINE uint32_t Byte() {
     if (next_ == end_) [[unlikely]] {
       in_.next = next_;
-      const bool more = in_.NextPiece();
+      in_.Fill();
       next_ = in_.next;
       end_ = in_.end;
-      if (!more) {
+      if (next_ == end_) {
         ++state_.invented;
         return 0;
       }
@@ -98,7 +98,7 @@ class RangeDecoder {
     return *next_++;
   }
 
-  ByteSource& in_;
+  InputPiece& in_;
   RangeState state_;
   const uint8_t* next_;
   const uint8_t* end_;

@@ -65,7 +65,10 @@ bool RarDecoder::Begin(Method method, bool solid, uint32_t size, Stream& in) {
     tables_.reset(new (std::nothrow) Tables);
     solid = false;
   }
-  if (tables_ == nullptr || !bits_.Begin(in)) return false;
+  if (tables_ == nullptr || !input_.Allocate()) return false;
+  input_.Restart();
+  input_.Attach(&in);
+  bits_ = MsbBits(input_);
   if (!solid) ForgetMembers();
   if (method != method_ || block_ == Block::kPpmd) block_ = Block::kHeader;
   if (filters_ != nullptr) filters_->DropPending();
@@ -80,7 +83,7 @@ bool RarDecoder::Begin(Method method, bool solid, uint32_t size, Stream& in) {
 bool RarDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
   const uint32_t wanted = *limit;
   *limit = 0;
-  bits_.Attach(in);
+  input_.Attach(&in);
   bool flushed = true;
   // Ends by the output, or by the input, of which each turn takes some.
   while (flushed && delivered_ < wanted && !ended_ && !lost_) {
@@ -92,7 +95,7 @@ bool RarDecoder::Decode(Stream& in, Stream& out, uint32_t* limit) {
 }
 
 bool RarDecoder::Finish(Stream& in, uint64_t* allowance) {
-  bits_.Attach(in);
+  input_.Attach(&in);
   // Ends by the allowance, and by the input as above.
   while (!ended_ && !failed_) {
     const uint64_t cost_before = cost_;

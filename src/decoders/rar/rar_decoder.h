@@ -8,8 +8,8 @@
 
 #include "core/memory_block.h"
 #include "core/stream.h"
+#include "decoders/msb_bits.h"
 #include "decoders/rar/rar_audio.h"
-#include "decoders/rar/rar_bits.h"
 #include "decoders/rar/rar_filters.h"
 #include "decoders/rar/rar_loop.h"
 #include "decoders/rar/rar_ppmd.h"
@@ -23,7 +23,7 @@ namespace brix {
 //
 // Not a Decoder, since members are chained.
 //
-// Memory, kept from member to member: 128 KiB of input and tables; the window, which grows with the output to 4.1 MiB;
+// Memory, kept from member to member: 96 KiB of input and tables; the window, which grows with the output to 4.1 MiB;
 // 50 KiB more for sound blocks; half a megabyte of addresses for filters, of which a block's size is touched; and for
 // PPMd as many as a block asks for, up to 256 MiB, of which what the model reaches is.
 class RarDecoder final {
@@ -97,7 +97,8 @@ class RarDecoder final {
   [[nodiscard]] std::span<const uint8_t> Run(uint64_t start, uint64_t end) const;
 
   rar::Method method_ = rar::Method::kRar29;
-  rar::Bits bits_;
+  InputPiece input_;
+  MsbBits bits_;
   std::unique_ptr<Tables> tables_;
   std::unique_ptr<Audio> audio_;
   std::unique_ptr<rar::Filters> filters_;

@@ -16,7 +16,7 @@
 #include <cstdint>
 
 #include "decoders/match_copy.h"
-#include "decoders/rar/rar_bits.h"
+#include "decoders/msb_bits.h"
 #include "decoders/rar/rar_tables.h"
 
 namespace brix::rar {
@@ -184,7 +184,7 @@ BRIX_ALWAYS_INLINE LoopEnd StopOf(uint32_t entry) {
 }
 
 template <Method kMethod>
-[[gnu::noinline]] LoopEnd FastLoop(const LzTables& tables, Bits& bits, Output& output) {
+[[gnu::noinline]] LoopEnd FastLoop(const LzTables& tables, MsbBits& bits, Output& output) {
   constexpr uint32_t kShift = 64 - kMainRootBits;
   const uint32_t* const table = tables.main.data();
   const uint8_t* const input_end = bits.fast_end();
@@ -254,7 +254,7 @@ done:
 
 // One symbol a turn, checked at every step. May pass `stop` by a match.
 template <Method kMethod>
-[[gnu::noinline]] LoopEnd CarefulLoop(const LzTables& tables, Bits& bits, Output& output) {
+[[gnu::noinline]] LoopEnd CarefulLoop(const LzTables& tables, MsbBits& bits, Output& output) {
   while (output.at < output.stop) {
     bits.Fill();
     const uint32_t entry = Resolve(tables.main.data(), tables.main[bits.bits >> (64 - kMainRootBits)], bits);

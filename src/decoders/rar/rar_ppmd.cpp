@@ -45,7 +45,7 @@ static_assert(OrderOf(kOrderMask) == PpmdDecoder::kMaxOrder);
 
 // Behind the header's first bit, which said that it is one.
 bool RarDecoder::ReadPpmdHeader() {
-  if (ppmd_ == nullptr) ppmd_.reset(new (std::nothrow) rar::Ppmd(bits_));
+  if (ppmd_ == nullptr) ppmd_.reset(new (std::nothrow) rar::Ppmd);
   if (ppmd_ == nullptr) return false;
   const uint32_t flags = bits_.Read(7);
   const uint32_t memory = (flags & kNewModel) != 0 ? (bits_.Read(8) + 1) * kMegabyte : 0;
@@ -54,8 +54,8 @@ bool RarDecoder::ReadPpmdHeader() {
   if (memory != 0) ppmd_->has_model = ppmd_->decoder.Start(OrderOf(flags), memory);
   if (!ppmd_->has_model) return Refuse("rar: no PPMd model");
   block_ = Block::kPpmd;
-  ppmd_->input.Take();
-  return ppmd_->decoder.StartRange(ppmd_->input);
+  bits_.GiveBack();
+  return ppmd_->decoder.StartRange(input_);
 }
 
 bool RarDecoder::DecodePpmd(uint32_t stop) {
@@ -70,7 +70,7 @@ bool RarDecoder::DecodePpmd(uint32_t stop) {
     switch (code) {
       case kNewHeader:
       case kEndOfMember:
-        ppmd_->input.GiveBack();
+        bits_ = MsbBits(input_);
         block_ = Block::kHeader;
         ended_ = code == kEndOfMember;
         return true;
