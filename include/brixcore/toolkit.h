@@ -157,9 +157,10 @@ BRIX_API int32_t ArcTk2_ArchiveGetTopLevelType(ArcTk2Archive* archive, uint32_t*
 BRIX_API int32_t ArcTk2_ArchiveGetCurrentType(ArcTk2Archive* archive, uint32_t* type);
 
 /* Writes why the current member cannot be extracted: BRIX_MEMBER_NORMAL, BRIX_MEMBER_ENCRYPTED or
- * BRIX_MEMBER_UNSUPPORTED. Known after an extraction was tried.
+ * BRIX_MEMBER_UNSUPPORTED. Known after an extraction was tried. After ArcTk2_GetNextFile failed at a container's list of
+ * members, writes why: BRIX_MEMBER_ENCRYPTED when the list is encrypted, BRIX_MEMBER_NORMAL when it is damaged.
  *
- * Returns BRIX_OK; BRIX_FAILED when there is no current member; BRIX_BAD_ARGUMENT. */
+ * Returns BRIX_OK; BRIX_FAILED when there is neither a current member nor such a list; BRIX_BAD_ARGUMENT. */
 BRIX_API int32_t ArcTk2_GetMemberStatus(ArcTk2Archive* archive, uint32_t* member_status);
 
 /* Closes all levels, deletes temporary files, frees the archive and sets the host's variable to null.

@@ -90,6 +90,7 @@ bool ArcTk2ArchiveRecord::Advance(char* name) {
   const bool is_first = level.state == LevelState::kFresh;
   level.state = LevelState::kFailed;  // holds also when a host's stream throws through the handler
   name[0] = '\0';
+  level.handler->memberStatus = brix::kMemberNormal;  // not what the member before had
   if (!(is_first ? level.handler->OpenArchive(name) : level.handler->NextMember(name))) return false;
   name[kNameBufferSize - 1] = '\0';
   level.state = LevelState::kOnMember;
@@ -98,6 +99,7 @@ bool ArcTk2ArchiveRecord::Advance(char* name) {
 
 int32_t ArcTk2ArchiveRecord::NextFile(char* name, uint32_t name_size) {
   if (name == nullptr) return BRIX_BAD_ARGUMENT;
+  failed_list_status_ = 0;
   if (depth_ == 0) return BRIX_NO_MORE_MEMBERS;
   if (!Descend()) return BRIX_PART_FAILED;
   char found[kNameBufferSize];
@@ -105,6 +107,7 @@ int32_t ArcTk2ArchiveRecord::NextFile(char* name, uint32_t name_size) {
     top_->member_file.Delete();
     // A handler that failed is not asked again. The outermost one stays, so that its type can be told.
     if (top_->state == LevelState::kFailed || !Advance(found)) {
+      failed_list_status_ = top_->handler->memberStatus;
       if (depth_ == 1) return BRIX_FAILED;
       PopLevel();
       return BRIX_PART_FAILED;

@@ -51,6 +51,10 @@ struct ArcTk2ArchiveRecord {
   [[nodiscard]] brix::ArchiveHandler* CurrentHandler() const { return top_ ? top_->handler.get() : nullptr; }
   // Whether there is a member to extract or to ask about.
   [[nodiscard]] bool HasMember() const { return top_ && top_->state == LevelState::kOnMember; }
+  // The current member's memberStatus, or that of the list of members at which NextFile just failed; 0: neither.
+  [[nodiscard]] uint32_t MemberStatus() const {
+    return HasMember() ? CurrentHandler()->memberStatus : failed_list_status_;
+  }
 
  private:
   enum class LevelState {
@@ -103,6 +107,7 @@ struct ArcTk2ArchiveRecord {
 
   std::unique_ptr<Level> top_;
   Level* bottom_ = nullptr;
+  uint32_t failed_list_status_ = 0;
   uint32_t depth_ = 0;
   bool was_cut_ = false;  // the last extraction was cut at the limit
   std::string pending_file_;

@@ -99,8 +99,9 @@ int32_t ArcTk2_ArchiveGetCurrentType(ArcTk2Archive* archive, uint32_t* type) {
 int32_t ArcTk2_GetMemberStatus(ArcTk2Archive* archive, uint32_t* member_status) {
   return Guarded([&]() -> int32_t {
     if (IsNull(archive) || member_status == nullptr) return BRIX_BAD_ARGUMENT;
-    if (!(*archive)->HasMember()) return BRIX_FAILED;
-    *member_status = (*archive)->CurrentHandler()->memberStatus;
+    const uint32_t status = (*archive)->MemberStatus();
+    if (status == 0) return BRIX_FAILED;
+    *member_status = status;
     return BRIX_OK;
   });
 }

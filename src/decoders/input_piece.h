@@ -20,7 +20,7 @@ class InputPiece {
 
   // Begins at offset 0 of the input. Forgets everything but the memory.
   void Restart() {
-    next = end = piece_.data() + kFront;
+    next = end = piece_.size() == 0 ? nullptr : piece_.data() + kFront;
     offset_ = 0;
     ended_ = false;
   }

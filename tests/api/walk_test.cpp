@@ -63,6 +63,30 @@ TEST(Walk, QueriesFollowTheLevels) {
   EXPECT_EQ(s.archive, nullptr);
 }
 
+TEST(Walk, TellsAnEncryptedListFromADamagedOne) {
+  // A RAR archive's signature, and the first block with these flags and a header of that size.
+  const auto rar = [](uint8_t flags, uint8_t header_size) {
+    return Bytes().Text("Rar!\x1A").U8(7).U8(0).U16(0).U8(0x73).U16(flags).U16(header_size).Fill(6, 0);
+  };
+  const auto status = [](Session& s) {
+    uint32_t answer = 99;
+    EXPECT_EQ(ArcTk2_GetMemberStatus(&s.archive, &answer), BRIX_OK);
+    return answer;
+  };
+  Session s(Zip({{"plain", Bytes().Text("p")}, {"secret", rar(0x80, 13)}, {"cut", Szdd("x")}}));
+  ASSERT_EQ(s.Next(), BRIX_OK);
+  ASSERT_EQ(s.Next(), BRIX_OK);
+  EXPECT_EQ(s.Extract(Target::kMemory).status, BRIX_OK);
+  ASSERT_EQ(s.Next(), BRIX_PART_FAILED);
+  EXPECT_EQ(status(s), BRIX_MEMBER_ENCRYPTED);
+  ASSERT_EQ(s.Next(), BRIX_OK);
+  EXPECT_EQ(status(s), BRIX_MEMBER_NORMAL);
+
+  Session damaged(rar(0, 0));
+  ASSERT_EQ(damaged.Next(), BRIX_FAILED);
+  EXPECT_EQ(status(damaged), BRIX_MEMBER_NORMAL);
+}
+
 TEST(Walk, NestingLimitCountsTheOutermostAndTheParentPlusOne) {
   const struct {
     std::optional<Caps> caps;

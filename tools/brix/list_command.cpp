@@ -36,7 +36,7 @@ class Lister : public Visitor {
     Flush();
   }
 
-  void OnBrokenContainer(std::string_view path, uint32_t depth) override {
+  void OnBrokenContainer(std::string_view path, uint32_t depth, bool is_encrypted) override {
     Flush();
     if (!json_) return;
     std::string line = "{";
@@ -45,7 +45,7 @@ class Lister : public Visitor {
       line += ",\"depth\":" + std::to_string(depth) + ',';
       AppendJsonText("path", path, &line);
     }
-    line += ",\"status\":\"damaged-list\"}\n";
+    line += is_encrypted ? ",\"status\":\"encrypted-list\"}\n" : ",\"status\":\"damaged-list\"}\n";
     report_->Out(line);
   }
 

@@ -232,8 +232,12 @@ void WalkArchive(ArcTk2Archive archive, std::string_view file, const Limits& lim
     if (status != BRIX_OK) {
       const bool is_nested = status == BRIX_PART_FAILED;
       path.CutTo(is_nested ? size_t{depth} + 1 : 0);
-      visitor->OnBrokenContainer(path.text(), depth);
-      report->Problem(kExitMember, file, path.text(), "the list of members is damaged");
+      uint32_t why = BRIX_MEMBER_NORMAL;
+      const bool is_encrypted =
+          ArcTk2_GetMemberStatus(&archive, &why) == BRIX_OK && why == BRIX_MEMBER_ENCRYPTED;
+      visitor->OnBrokenContainer(path.text(), depth, is_encrypted);
+      report->Problem(kExitMember, file, path.text(),
+                      is_encrypted ? "the list of members is encrypted" : "the list of members is damaged");
       if (!is_nested) return;
       depth_before = depth;
       continue;

@@ -90,8 +90,8 @@ class Visitor {
   virtual bool OnData(const void* /*data*/, size_t /*size*/) { return true; }
   // The member told last is a container of this type; its members come next.
   virtual void OnEnter(uint32_t /*type*/) {}
-  // The list of members of the container at `path` is damaged; empty: of the file itself.
-  virtual void OnBrokenContainer(std::string_view /*path*/, uint32_t /*depth*/) {}
+  // The list of members of the container at `path` is damaged, or encrypted; empty: of the file itself.
+  virtual void OnBrokenContainer(std::string_view /*path*/, uint32_t /*depth*/, bool /*is_encrypted*/) {}
 };
 
 // Walks an open file. Problems go to the report, each as one line with the file, the member and the reason.
