@@ -15,10 +15,12 @@ namespace brix {
 // Most significant bit first.
 class RarBits {
  public:
+  // Of more than 32 bits the first are zeros.
   RarBits& Put(uint32_t value, uint32_t n) {
     for (; n != 0; --n, ++count_) {
       if (count_ % 8 == 0) bytes_.push_back(0);
-      bytes_.back() = static_cast<uint8_t>(bytes_.back() | (value >> (n - 1) & 1) << (7 - count_ % 8));
+      const uint32_t bit = n > 32 ? 0 : value >> (n - 1) & 1;
+      bytes_.back() = static_cast<uint8_t>(bytes_.back() | bit << (7 - count_ % 8));
     }
     return *this;
   }
