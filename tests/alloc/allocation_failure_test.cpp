@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 
@@ -96,7 +97,12 @@ TEST(AllocationFailure, AtEveryAllocationOfAWalk) {
       countdown = n++;
       Walk(path.c_str(), temp.path.c_str(), member.c_str(), target);
       Walk(mail_path.c_str(), temp.path.c_str(), member.c_str(), target);
-      Walk(BRIX_FIXTURE_DIR "/nsis/lzma-filtered.exe", temp.path.c_str(), member.c_str(), target);
+      for (const char* file :
+           {"/nsis/lzma-filtered.exe", "/rar/rar20.rar", "/rar/lz.rar", "/ppmd/solid.rar"}) {
+        char fixture[512];
+        std::snprintf(fixture, sizeof fixture, "%s%s", BRIX_FIXTURE_DIR, file);
+        Walk(fixture, temp.path.c_str(), member.c_str(), target);
+      }
       countdown = -1;
       ASSERT_TRUE(temp.List().empty()) << "allocation " << n;
       ASSERT_LT(n, 1000);
