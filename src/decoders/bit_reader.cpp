@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/field_reader.h"
+#include "decoders/input_piece.h"
 
 namespace brix {
 
@@ -19,22 +19,14 @@ constexpr uint32_t kFastTail = LsbBitReader::kFastBits / 8 - 7;
 }  // namespace
 
 // Moves the unread bytes to the front of the piece and reads behind them, until a turn of a fast loop has
-// enough. Whole bytes in `bits` go back first: AlignToByte finds them in the piece that way. A stream may
-// hand out less than it was asked for before its end; only a failed or empty read is the end.
+// enough. Whole bytes in `bits` go back first: AlignToByte finds them in the piece that way.
 void LsbBitReader::ReadMore() {
   if (ended_) return;
   GiveBackBytes();
   const auto unread = static_cast<uint32_t>(end - next);
   uint8_t* const front = piece_.data();
   if (unread != 0) std::memmove(front, next, unread);
-  uint32_t filled = unread;
-  do {
-    const uint32_t room = kPiece - filled;
-    uint32_t got = 0;
-    if (!in_->ReadAt(offset_, front + filled, room, &got) || got > room) got = 0;
-    filled += got;
-    ended_ = got == 0 || !CheckedAdd(&offset_, got);
-  } while (!ended_ && filled < kFastInput);
+  const uint32_t filled = ReadBehind(*in_, &offset_, &ended_, {front, kPiece}, unread, kFastInput);
   next = front;
   end = front + filled;
   // With more input to come, nothing behind the piece may get into `bits`.

@@ -13,6 +13,7 @@
 //   bits 15-30  value: base, symbol or subtable index; bit 31 belongs to the decoder (a literal flag)
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 
@@ -36,6 +37,14 @@ struct HuffmanTable {
   uint32_t least_root_bits = 1;    // but not below this; the same as the most makes the mask a constant
   bool may_be_incomplete = false;  // codes that are left over decode to kTableInvalid; kMsbFirst alone
 };
+
+// Entries of symbols that are values by themselves.
+template <uint32_t kCount>
+constexpr std::array<uint32_t, kCount> PlainSymbols() {
+  std::array<uint32_t, kCount> symbols{};
+  for (uint32_t s = 0; s < kCount; ++s) symbols[s] = s << kTableValueShift;
+  return symbols;
+}
 
 // Builds a table.
 //

@@ -6,20 +6,24 @@
 
 namespace brix {
 
-// A stream may hand out less than it was asked for before its end; only a failed or empty read is the end.
+uint32_t ReadBehind(Stream& in, uint32_t* offset, bool* ended, std::span<uint8_t> piece, uint32_t filled,
+                    uint32_t least) {
+  // Ends by the room, which every turn but the last fills a part of.
+  do {
+    const auto room = static_cast<uint32_t>(piece.size()) - filled;
+    uint32_t got = 0;
+    if (!in.ReadAt(*offset, piece.data() + filled, room, &got) || got > room) got = 0;
+    filled += got;
+    *ended = got == 0 || !CheckedAdd(offset, got);
+  } while (!*ended && filled < least);
+  return filled;
+}
+
 void InputPiece::ReadMore() {
   const uint32_t unread = left();
   uint8_t* const front = piece_.data() + kFront;
   std::memmove(front - kFront, next - kFront, kFront + unread);
-  uint32_t filled = unread;
-  // Ends by the room, which every turn but the last fills a part of.
-  do {
-    const uint32_t room = kPiece - filled;
-    uint32_t got = 0;
-    if (!in_->ReadAt(offset_, front + filled, room, &got) || got > room) got = 0;
-    filled += got;
-    ended_ = got == 0 || !CheckedAdd(&offset_, got);
-  } while (!ended_ && filled < kSlack);
+  const uint32_t filled = ReadBehind(*in_, &offset_, &ended_, {front, kPiece}, unread, kSlack);
   next = front;
   end = front + filled;
   std::memset(front + filled, 0, kSlack);

@@ -2,11 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "core/memory_block.h"
 #include "core/stream.h"
 
 namespace brix {
+
+// Reads from `*offset` of a stream behind the `filled` bytes of a piece, until `least` are there or the stream has no more,
+// which sets `*ended`. Returns how many there are. A stream may hand out less than it was asked for before its end; only a
+// failed or empty read is the end.
+[[nodiscard]] uint32_t ReadBehind(Stream& in, uint32_t* offset, bool* ended, std::span<uint8_t> piece,
+                                  uint32_t filled, uint32_t least);
 
 // [next, end) are bytes of the input that nobody has taken. A loop takes them into locals and gives `next` back.
 class InputPiece {

@@ -228,10 +228,7 @@ TEST(Cabinet, SizeAndNameEncodingOfTheMember) {
   EXPECT_EQ(handler->GetMemberHint(), 4u);
   ASSERT_TRUE(handler->NextMember(name));
   EXPECT_EQ(handler->GetMemberHint(), 1u);
-  uint32_t size = 0;
-  uint32_t io_size = 3;
-  EXPECT_FALSE(handler->GetMemberSize(&size, &io_size));
-  EXPECT_TRUE(handler->GetMemberSize(&size, &io_size) && io_size == 4 && size == 6);
+  ExpectMemberSize(*handler, 6);
 }
 
 TEST(Cabinet, ReadsWhatOtherToolsReadAndWrite) {

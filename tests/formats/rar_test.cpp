@@ -133,12 +133,7 @@ TEST(Rar, AnswersQueries) {
   char name[kNameBufferSize];
   const auto handler = Handler(in);
   ASSERT_TRUE(handler->OpenArchive(name));
-  uint32_t size = 0;
-  uint32_t io_size = 3;
-  EXPECT_FALSE(handler->GetMemberSize(&size, &io_size));
-  EXPECT_EQ(io_size, 4u);
-  EXPECT_TRUE(handler->GetMemberSize(&size, &io_size));
-  EXPECT_EQ(size, 4u);
+  ExpectMemberSize(*handler, 4u);
   EXPECT_EQ(handler->GetMemberHint(), 0u);
   ASSERT_TRUE(handler->NextMember(name));
   EXPECT_EQ(handler->GetMemberHint(), 3u);

@@ -74,6 +74,15 @@ std::string WalkText(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t 
   return text + (walk.finished ? "$" : "damaged");
 }
 
+void ExpectMemberSize(ArchiveHandler& handler, uint32_t size) {
+  uint32_t answer = 0;
+  uint32_t io_size = 3;
+  EXPECT_FALSE(handler.GetMemberSize(&answer, &io_size));
+  EXPECT_EQ(io_size, 4u);
+  EXPECT_TRUE(handler.GetMemberSize(&answer, &io_size));
+  EXPECT_EQ(answer, size);
+}
+
 void SweepDamage(uint32_t type_id, std::span<const uint8_t> bytes, size_t max_positions) {
   constexpr uint32_t kMaxBytes = 1 << 16;
   for (size_t size = 0; size <= std::min(bytes.size(), max_positions); ++size) {

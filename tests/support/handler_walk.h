@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "core/archive_handler.h"
+
 namespace brix {
 
 struct WalkedMember {
@@ -31,6 +33,9 @@ struct Walk {
 // Such a walk as one line: name=content, a name without content when the extraction failed ("!2": with that
 // memberStatus, unless 1), and "$" when the walk came to its end.
 [[nodiscard]] std::string WalkText(uint32_t type_id, std::span<const uint8_t> bytes, uint32_t max_bytes = 0);
+
+// The current member's size is `size`, by the buffer protocol.
+void ExpectMemberSize(ArchiveHandler& handler, uint32_t size);
 
 // The two sweeps every format gets: the valid file cut at every length, and every byte in turn set to 00 and
 // FF (at most the first `max_positions`). Each walk must end, stay inside its limits and keep names

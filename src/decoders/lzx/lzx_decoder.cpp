@@ -37,8 +37,8 @@ using lzx::Tables;
 
 constexpr auto kMainSymbols = lzx::MainSymbols();
 constexpr auto kLengthSymbols = lzx::LengthSymbols();
-constexpr auto kAlignedSymbols = lzx::PlainSymbols<lzx::kAlignedSymbols>();
-constexpr auto kPretreeSymbols = lzx::PlainSymbols<lzx::kPretreeSymbols>();
+constexpr auto kAlignedSymbols = PlainSymbols<lzx::kAlignedSymbols>();
+constexpr auto kPretreeSymbols = PlainSymbols<lzx::kPretreeSymbols>();
 
 // Pretree symbols: up to 16 a difference of lengths, then runs.
 constexpr uint32_t kLengthModulus = 17;

@@ -58,13 +58,6 @@ constexpr std::array<uint32_t, kLengthSymbols> LengthSymbols() {
   return symbols;
 }
 
-template <uint32_t kCount>
-constexpr std::array<uint32_t, kCount> PlainSymbols() {
-  std::array<uint32_t, kCount> symbols{};
-  for (uint32_t s = 0; s < kCount; ++s) symbols[s] = s << kTableValueShift;
-  return symbols;
-}
-
 // What a position slot says, in one word: the smallest distance shifted by kSlotShift, and the number of footer
 // bits. The format's bases count from 2 less: distance = base + footer - 2.
 inline constexpr uint32_t kSlotShift = 8;

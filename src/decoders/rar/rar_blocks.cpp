@@ -20,11 +20,11 @@ using rar::Method;
 
 constexpr auto kMainSymbols20 = rar::MainSymbols<Method::kRar20>();
 constexpr auto kMainSymbols29 = rar::MainSymbols<Method::kRar29>();
-constexpr auto kDistanceSymbols = rar::PlainSymbols<rar::kDistances29>();
-constexpr auto kLowSymbols = rar::PlainSymbols<rar::kLowDistances>();
+constexpr auto kDistanceSymbols = PlainSymbols<rar::kDistances29>();
+constexpr auto kLowSymbols = PlainSymbols<rar::kLowDistances>();
 constexpr auto kRepeatSymbols = rar::RepeatLengthSymbols();
-constexpr auto kAudioSymbols = rar::PlainSymbols<rar::kAudioSymbols>();
-constexpr auto kPretreeSymbols = rar::PlainSymbols<rar::kPretree29>();
+constexpr auto kAudioSymbols = PlainSymbols<rar::kAudioSymbols>();
+constexpr auto kPretreeSymbols = PlainSymbols<rar::kPretree29>();
 
 // The pretree's symbols from 16 on are runs.
 struct LengthRun {

@@ -111,13 +111,6 @@ constexpr std::array<uint32_t, kLengths> RepeatLengthSymbols() {
   return symbols;
 }
 
-template <uint32_t kCount>
-constexpr std::array<uint32_t, kCount> PlainSymbols() {
-  std::array<uint32_t, kCount> symbols{};
-  for (uint32_t s = 0; s < kCount; ++s) symbols[s] = s << kTableValueShift;
-  return symbols;
-}
-
 // What a distance slot says, in one word: the smallest distance shifted by kSlotShift, and the count of extra bits;
 // of the 2.9 method without those that are a symbol, for which kSlotLow stands. Two slots for each count of extra bits
 // up to 15, then fourteen of 16 and twelve of 18.
