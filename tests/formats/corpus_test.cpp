@@ -1,7 +1,7 @@
 // corpus_test.cpp - detects a folder of sample archives and compares every member with what other tools found.
 //
 // The samples are not part of this tree. The environment variable BRIX_CORPUS names a folder with one
-// subfolder per format and expected.tsv (file, member, size, CRC-32, ...; unprintable bytes as \xHH, a
+// subfolder per format, expected.tsv and expected-archives.tsv (file, member, size, CRC-32, ...; unprintable bytes as \xHH, a
 // backslash as \\). What a handler skips or refuses by design is worked out from the archive's own directory;
 // every other difference stands in a table below, with its reason, and must really occur.
 #include <gtest/gtest.h>
@@ -256,14 +256,16 @@ class Corpus : public testing::Test {
     const char* folder = std::getenv("BRIX_CORPUS");
     if (folder == nullptr) GTEST_SKIP() << "set BRIX_CORPUS to a folder of sample archives to run this";
     folder_ = folder;
-    std::ifstream in(folder_ / "expected.tsv", std::ios::binary);
-    std::string line;
-    ASSERT_TRUE(std::getline(in, line));
-    while (std::getline(in, line)) {
-      std::istringstream fields(line);
-      std::string column[7];
-      for (std::string& text : column) std::getline(fields, text, '\t');
-      members_[column[0]].push_back({column[1], column[2] + " " + column[3], column[6]});
+    for (const char* const table : {"expected.tsv", "expected-archives.tsv"}) {
+      std::ifstream in(folder_ / table, std::ios::binary);
+      std::string line;
+      ASSERT_TRUE(std::getline(in, line)) << table;
+      while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        std::string column[7];
+        for (std::string& text : column) std::getline(fields, text, '\t');
+        members_[column[0]].push_back({column[1], column[2] + " " + column[3], column[6]});
+      }
     }
   }
 
