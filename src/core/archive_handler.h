@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "core/cached_read_stream.h"
+#include "core/decoder_input.h"
 #include "core/stream.h"
 
 namespace brix {
@@ -94,6 +95,8 @@ class ArchiveHandler {
   uint32_t ownership_;
   uint64_t context_value_ = 0;
   uint32_t type_id_;
+  DecoderInput packed_{
+      &read_cache_};  // what decoders read compressed data from: counts the work on this container
 };
 
 // The name of a member that stores none.

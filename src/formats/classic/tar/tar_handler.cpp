@@ -49,7 +49,7 @@ class TarHandler final : public ArchiveHandler {
     tar_stream_ = read_stream_;
     inflated_.reset();
     if (place.in_gzip) {
-      inflated_.reset(new (std::nothrow) Inflated(read_stream_, place.packed_at, place.packed_size));
+      inflated_.reset(new (std::nothrow) Inflated(&packed_, place.packed_at, place.packed_size));
       if (inflated_ == nullptr) return Refuse("tar: no memory for the inflater");
       tar_stream_ = &inflated_->stream;
     }
@@ -96,7 +96,8 @@ class TarHandler final : public ArchiveHandler {
 
  private:
   struct Inflated {
-    Inflated(Stream* parent, uint32_t start, uint32_t length) : stream(decoder, parent, start, length) {}
+    Inflated(DecoderInput* parent, uint32_t start, uint32_t length)
+        : stream(decoder, parent, start, length) {}
     DeflateDecoder decoder;
     DecodingStream stream;
   };

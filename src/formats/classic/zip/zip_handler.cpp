@@ -77,10 +77,12 @@ class ZipHandler final : public ArchiveHandler {
     Decoder* const decoder = decoders_.Prepare(method_kind_, flags_);
     if (decoder == nullptr) return Refuse("zip: no decoder");
     if (method_kind_ == kStored && !CutStoredSizes()) return false;
-    RangeStream data(read_stream_, header_offset_, compressed_size_);
+    RangeStream data(&packed_, header_offset_, compressed_size_);
     const uint32_t size = uncompressed_size_ == 0 ? kUnknownSize : uncompressed_size_;
     *written = max_bytes == 0 ? size : std::min(max_bytes, size);
-    return decoder->Decode(data, *out, written);
+    const bool ok = decoder->Decode(data, *out, written);
+    packed_.ChargeTables(decoder->TakeTablesBuilt());
+    return ok;
   }
 
   [[nodiscard]] bool GetMemberSize(uint32_t* value, uint32_t* io_size) override {

@@ -33,7 +33,7 @@ class RarHandler final : public ArchiveHandler {
   [[nodiscard]] bool OpenArchive(char* name) override {
     if (!LocateRar(*read_stream_, &next_at_)) return Refuse("rar: no signature");
     if (!read_stream_->GetSize(&file_size_)) return Refuse("rar: no file size");
-    chain_.SetInput(read_stream_);
+    chain_.SetInput(&packed_);
     return NextMember(name);
   }
 

@@ -106,7 +106,7 @@ class CabinetHandler final : public ArchiveHandler {
       if (!SkipText(*read_stream_, &folders_at_) || !SkipText(*read_stream_, &folders_at_)) return false;
     }
     folder_step_ = kFolderBytes + folder_reserve;
-    folder_.SetInput(read_stream_, block_reserve);
+    folder_.SetInput(&packed_, block_reserve);
     FolderEntry last;
     return ReadFolderEntry(folder_count_ - 1, &last) || Refuse("cabinet: folder entries are cut");
   }
