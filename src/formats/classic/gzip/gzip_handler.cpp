@@ -55,7 +55,9 @@ class GzipHandler final : public ArchiveHandler {
     RangeStream data(&packed_, data_offset_, size - std::min(size, data_offset_));
     *written = max_bytes == 0 ? UINT32_MAX : max_bytes;
     decoder_.Reset();
-    return decoder_.Decode(data, *out, written);
+    const bool ok = decoder_.Decode(data, *out, written);
+    if (ok && decoder_.finished()) NoteUnseenAfter(data_offset_ + decoder_.InputEnd() + kTrailerBytes);
+    return ok;
   }
 
  private:

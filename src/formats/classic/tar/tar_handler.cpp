@@ -65,6 +65,7 @@ class TarHandler final : public ArchiveHandler {
       if (!ReadBlock(&block)) return Refuse("tar: no header block");
       if (header_offset_ != 0 && IsZero(block)) {
         header_ = {0, kOldFile};
+        if (inflated_ == nullptr) NoteUnseenAfter(header_offset_);
         return true;
       }
       if (!ParseHeader(block, &header_)) return false;

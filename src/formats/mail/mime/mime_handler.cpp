@@ -46,8 +46,11 @@ class MimeHandler final : public ArchiveHandler {
     if (!is_open_) Rewind();
     if (search_.at_end()) return true;
     if (!search_.Next()) return Refuse("mime: the search failed");
-    if (search_.at_end()) return true;
-    has_member_ = true;
+    if (search_.at_end()) {
+      if (!has_shown_) NoteUnseen(kUnseenNothing);
+      return true;
+    }
+    has_member_ = has_shown_ = true;
     CopyName(search_.member().Name(), name);
     return true;
   }
@@ -129,7 +132,7 @@ class MimeHandler final : public ArchiveHandler {
   }
 
   void Rewind() {
-    has_member_ = false;
+    has_member_ = has_shown_ = false;
     is_open_ = true;
     search_.Open(read_stream_, formats_);
   }
@@ -138,6 +141,7 @@ class MimeHandler final : public ArchiveHandler {
   MemberSearch search_;
   bool is_open_ = false;
   bool has_member_ = false;
+  bool has_shown_ = false;  // since the start
 };
 
 }  // namespace
