@@ -119,6 +119,26 @@ TEST(Mime, FindsMembers) {
   ExpectRows(rows, kWalkOf);
 }
 
+// Each line end, and a bare CR as the blank line after the headers of parts.
+TEST(Mime, TakesAnyLineEnd) {
+  const std::string message = kHead + "--b\n" + kBase64 + "@SGVsbG8=\n--b\nContent-Type: text/html\n@<\n" +
+                              "--b\n@text\n--b\n@" + kBlock + "--b--\n";
+  for (const std::string end : {"\n", "\r\n", "\r", "\n\r", "\r\r\n", "\r\r\r\r\n"}) {
+    for (const std::string& blank : {end, std::string("\r")}) {
+      std::string text;
+      for (const char c : message) text += c == '\n' ? end : c == '@' ? blank : std::string(1, c);
+      EXPECT_EQ(kWalkOf(text), "unknown=Hello unknown=< unknown=text r.doc=abc $")
+          << testing::PrintToString(end + "|" + blank);
+    }
+  }
+  const Rows<std::string, std::string> rows = {
+      {"lines that end in CR, a blank one in CRLF", "Content-Type: text/html\r\r\nbody", "unknown=body $"},
+      {"lines that end in LF CR, one that is no field", "Content-Type: text/html\n\rX: y\n\rjunk\n\r\n\rbody",
+       "unknown=body $"},
+  };
+  ExpectRows(rows, kWalkOf);
+}
+
 TEST(Mime, ReadsFieldsOfParts) {
   const auto walk = [](const std::string& header) {
     return kWalkOf(kHead + Part(header, "SGVs") + "--b--\n");

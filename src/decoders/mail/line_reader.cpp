@@ -1,7 +1,7 @@
 // line_reader.cpp - finds line ends 16 bytes at a time.
 //
-// CR, LF and CRLF all end a line, however they are mixed. A line that crosses the end of the buffer is moved to its
-// front before more is read; nothing else is copied.
+// CR, LF, CRLF, CRLF with more CRs before it and LF CR all end a line, however they are mixed (LineEndSize). A line
+// that crosses the end of the buffer is moved to its front before more is read; nothing else is copied.
 //
 // Bounds: the buffer has 32 KiB and grows for a longer line to at most 256 KiB, then shrinks again. Each read is as large as
 // the room left; a turn of a loop reads at least one byte or ends.
@@ -89,10 +89,12 @@ bool LineReader::Fill(uint32_t wanted) {
 
 bool LineReader::Take(Line* line) {
   const uint8_t* const stop = FindEnd(begin(), end());
-  if (end() - stop < 2 + std::ptrdiff_t{kAhead} || stop - begin() > kMaxLine) return TakeSlowly(line);
+  if (end() - stop < std::ptrdiff_t{kMaxLineEnd + kAhead} || stop - begin() > kMaxLine)
+    return TakeSlowly(line);
   line->text = Text(begin(), stop);
   line->at = offset();
-  line->end_size = stop[0] == '\r' && stop[1] == '\n' ? 2 : 1;
+  const bool is_common = stop[0] == '\r' ? stop[1] == '\n' : stop[1] != '\r';
+  line->end_size = is_common ? (stop[0] == '\r' ? 2 : 1) : LineEndSize(Text(stop, end()));
   line->starts = !inside_line_;
   line->ends = true;
   inside_line_ = false;
@@ -107,8 +109,8 @@ bool LineReader::TakeSlowly(Line* line) {
   for (bool more = true;;) {  // each turn but the last reads more
     size = std::min(static_cast<uint32_t>(FindEnd(begin() + size, end()) - begin()), kMaxLine);
     const uint32_t behind = end_ - at_ - size;
-    if (behind >= 2 + kAhead || (behind == 0 && size == kMaxLine) || !more) break;
-    more = Fill(size + 2 + kAhead);
+    if (behind >= kMaxLineEnd + kAhead || (behind == 0 && size == kMaxLine) || !more) break;
+    more = Fill(size + kMaxLineEnd + kAhead);
   }
   if (failed_) return false;
   const uint8_t* text = begin();
@@ -119,7 +121,7 @@ bool LineReader::TakeSlowly(Line* line) {
   line->end_size = 0;
   const uint32_t ahead = end_ - at_ - size;
   if (ahead != 0 && (text[size] == '\r' || text[size] == '\n')) {
-    line->end_size = ahead > 1 && text[size] == '\r' && text[size + 1] == '\n' ? 2 : 1;
+    line->end_size = LineEndSize(Text(text + size, ahead));
   } else {
     line->ends = ahead == 0 && ended_;
   }

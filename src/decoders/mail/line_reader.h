@@ -19,7 +19,7 @@ struct Line {
   Text text;
   Text ahead;             // what lies behind the line or piece, at least kAhead bytes unless the input ends
   uint32_t at = 0;        // offset of its first byte
-  uint32_t end_size = 0;  // bytes of its line end: CR, LF or CRLF; 0 at the end of the input
+  uint32_t end_size = 0;  // bytes of its line end, at most kMaxLineEnd; 0 at the end of the input
   bool starts = true;     // the piece begins a line
   bool ends = true;       // the line ends behind the piece
 };

@@ -100,9 +100,10 @@ class LineCopier {
   uint32_t behind_cr_ = 0, behind_lf_ = 0, behind_blank_ = 0;  // the character before the next is one
 };
 
-// Whole lines from `in` on, up to `end`, which has 16 readable bytes behind it. Stops in front of a line that may be a
-// boundary line or has an escape that is none. Returns where it stopped, and in `*out` the end of what came out, at most
-// two bytes for each; sets `*soft` when a line was taken: whether the last ended in a soft break.
+// Whole lines from `in` on, up to `end`, which has 16 readable bytes after it. Stops before a line that may be a
+// boundary line, has an escape that is none, or may end in more than CR, LF or CRLF. Returns where it stopped, and
+// in `*out` the end of what came out, at most two bytes for each; sets `*soft` when a line was taken: whether the
+// last ended in a soft break.
 const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* copier, bool* soft,
                            uint8_t** out) {
   const uint8_t* p = in;
@@ -144,6 +145,7 @@ const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* co
       break;
     }
     if (p != run && p[-1] == '\r' && *p != '\n') {
+      if (*p == '\r') break;
       *to++ = '\n';
       restart(true);
     } else if (*p == '=') {
@@ -151,6 +153,7 @@ const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* co
       const uint32_t high = kHexDigits[p[1]];
       const uint32_t low = kHexDigits[p[2]];
       if (IsLineEnd(p[1])) {
+        if (p[2] == '\r') break;
         p += p[1] == '\r' && p[2] == '\n' ? 3 : 2;
         soft_end = p;
         restart(true);
@@ -162,6 +165,7 @@ const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* co
         break;
       }
     } else if (IsLineEnd(*p)) {
+      if (p[1] == '\r') break;
       for (const uint8_t* blank = p; blank != run && IsBlank(blank[-1]); --blank) --to;
       *to++ = '\r';
       *to++ = '\n';

@@ -70,8 +70,7 @@ bool IsUuencodedData(Text line) {
 }
 
 bool CopyText(MailBody* body, MailOutput* out) {
-  constexpr uint8_t kEnds[3][2] = {{}, {'\n', 0}, {'\r', '\n'}};
-  uint8_t end[2] = {};  // the line end in front, not yet written
+  std::array<uint8_t, kMaxLineEnd> end;  // the line end before, not yet written
   uint32_t end_size = 0;
   Line line;
   while (out->Room(MailOutput::kMaxRoom) && body->lines.Take(&line)) {
@@ -79,9 +78,9 @@ bool CopyText(MailBody* body, MailOutput* out) {
       body->lines.Seek(line.at);
       break;
     }
-    const Text held(end, end_size);
-    if (line.text.size() <= MailOutput::kMaxRoom - 16) {
-      std::memcpy(out->at(), held.data(), sizeof end);
+    const Text held(end.data(), end_size);
+    if (line.text.size() <= MailOutput::kMaxRoom - kMaxLineEnd) {
+      std::memcpy(out->at(), end.data(), end.size());
       out->Advance(held.size());
       std::memcpy(out->at(), line.text.data(), line.text.size());
       out->Advance(line.text.size());
@@ -89,11 +88,11 @@ bool CopyText(MailBody* body, MailOutput* out) {
       break;
     }
     end_size = line.end_size;
-    std::memcpy(end, kEnds[end_size], sizeof end);
-    if (end_size == 1) end[0] = *(line.text.data() + line.text.size());
+    static_assert(kMaxLineEnd <= LineReader::kSlack, "as many bytes can be read after any line");
+    std::memcpy(end.data(), line.text.data() + line.text.size(), end.size());
   }
   // Behind a boundary's line end nothing is held; at the end of the input the last line end is data.
-  if (body->lines.begin() == body->lines.end()) (void)out->Write(Text(end, end_size));
+  if (body->lines.begin() == body->lines.end()) (void)out->Write(Text(end.data(), end_size));
   return out->Finish() && !body->lines.failed();
 }
 

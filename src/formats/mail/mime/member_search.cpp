@@ -9,6 +9,8 @@
 //   swallows nothing. Otherwise one parenthesis would hide all that follows.
 // - A boundary line ends a header block too. In a mailbox file a line "From ", with a field
 //   behind it, ends whatever a boundary would.
+// - LF CR and CR CRLF are line ends. Only when one of them is the first of its kind in a header block, or ends a boundary
+//   line, and no field follows, is it a line end and the blank line.
 // - A part whose body would be empty begins at the first line of its header block that is no field: its blank line is
 //   missing.
 // - A header block inside pending text ends that text, which is then shown; only when the text is a part without a header,
@@ -84,6 +86,13 @@ bool MemberSearch::NoteHeaderLine(Text line) {
   return true;
 }
 
+void MemberSearch::NoteLineEnd(const Line& line) {
+  last_end_size_ = line.end_size;
+  last_is_double_ =
+      line.end_size > 2 || (line.end_size == 2 && *(line.text.data() + line.text.size()) == '\n');
+  if (last_is_double_) ++double_ends_;  // at most one for each byte of the input: no overflow
+}
+
 bool MemberSearch::Next() {
   member_.Clear();
   text_at_ = body_end_ = kNone;
@@ -129,7 +138,7 @@ MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
   }
   if (line.text.empty()) {
     blank_in_text_ = true;
-    last_end_size_ = line.end_size;
+    NoteLineEnd(line);
     return GoOn(NoteHeaderLine(line.text));
   }
   std::array<uint8_t, 16> start;  // enough for the words below
@@ -144,7 +153,7 @@ MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
     if (is_mime_) text = StartWithoutComments(text, start);
   }
   if (BeginsWith(text, kContent)) return MeetHeaderBlock(line.at);
-  last_end_size_ = line.end_size;
+  NoteLineEnd(line);
   if (mail::IsBlankLine(line.text)) blank_in_text_ = true;
   if (!NoteHeaderLine(line.text)) return Step::kFailed;
   return BeginsWith(text, "begin") ? MeetBegin(line) : Step::kGoOn;
@@ -153,24 +162,30 @@ MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
 MemberSearch::Step MemberSearch::MeetBoundary(const Line& line, BoundaryLine kind) {
   if (text_at_ != kNone) return FoundText(line.at - last_end_size_, line.at);
   member_.Clear();
-  last_end_size_ = line.end_size;
+  NoteLineEnd(line);
   return kind == BoundaryLine::kOpening ? MeetPartStart() : Step::kGoOn;
 }
 
 MemberSearch::Step MemberSearch::MeetPartStart() {
   Line line;
   if (!lines_.TakeLine(&line)) return GoOn(!lines_.failed());
-  if (IsOfBlanks(line.text)) {  // a part without a header
+  const bool is_blank = IsOfBlanks(line.text);
+  const bool is_boundary = boundaries_.Test(line) != BoundaryLine::kNone;
+  const bool is_header = !is_boundary && (LooksLikeField(line.text) || BeginsWith(line.text, kContent) ||
+                                          BeginsWith(line.text, kDashes));
+  const bool is_text = last_is_double_ && !is_boundary && !is_header;  // the double end holds the blank line
+  if (is_blank || is_text) {                                           // a part without a header
+    if (is_blank) {
+      NoteLineEnd(line);
+    } else {
+      lines_.Seek(line.at);
+    }
     member_.content = ContentClass::kPlainText;
     text_state_ = member_;
     text_at_ = lines_.offset();
     blank_in_text_ = false;
-    last_end_size_ = line.end_size;
-    return GoOn(NoteHeaderLine(line.text));
+    return GoOn(NoteHeaderLine(is_blank ? line.text : Text()));
   }
-  const bool is_header =
-      boundaries_.Test(line) == BoundaryLine::kNone &&
-      (LooksLikeField(line.text) || BeginsWith(line.text, kContent) || BeginsWith(line.text, kDashes));
   const uint32_t at = line.at;
   lines_.Seek(at);
   return is_header ? MeetHeaderBlock(at) : Step::kGoOn;
@@ -230,28 +245,40 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
   Line line;
   uint32_t examined = 0;
   loose_at_ = kNone;
+  double_ends_ = 0;
+  last_is_double_ = false;
   while (lines_.TakeLine(&line)) {  // ends with the input
     if (boundaries_.Test(line) != BoundaryLine::kNone) {
       lines_.Seek(line.at);
       return BlockEnd::kBoundary;
     }
-    last_end_size_ = line.end_size;
-    if (!NoteHeaderLine(line.text)) return BlockEnd::kFailed;
-    if (IsOfBlanks(line.text)) return BlockEnd::kBlank;
+    const bool may_be_text = last_is_double_ && double_ends_ == 1;  // the double end may hold the blank line
+    if (IsOfBlanks(line.text)) {
+      NoteLineEnd(line);
+      return NoteHeaderLine(line.text) ? BlockEnd::kBlank : BlockEnd::kFailed;
+    }
     std::array<uint8_t, kContent.size()> start;
     const bool has_comment = is_mime_ && line.text[0] == '(';
     const bool is_content =
         BeginsWith(has_comment ? StartWithoutComments(line.text, start) : line.text, kContent);
+    const bool is_dashes = !is_content && BeginsWith(line.text, kDashes);
+    const bool is_field = is_content || is_dashes || mail::IsBlank(line.text[0]) || LooksLikeField(line.text);
+    if (may_be_text && !is_field) {
+      lines_.Seek(line.at);
+      return NoteHeaderLine({}) ? BlockEnd::kBlank : BlockEnd::kFailed;
+    }
+    NoteLineEnd(line);
+    if (!NoteHeaderLine(line.text)) return BlockEnd::kFailed;
     *has_content |= is_content;
     if (*has_content && ++examined > kMaxHeaderLines) continue;  // the rest is passed over
     if (is_content) {
       loose_at_ = kNone;
       if (!ReadContentField(line)) return BlockEnd::kFailed;
-    } else if (BeginsWith(line.text, kDashes)) {
+    } else if (is_dashes) {
       member_.has_dash_line = true;
       const Text boundary = SniffBoundary(line.text);
       if (!boundary.empty() && !boundaries_.Add(boundary)) return BlockEnd::kFailed;
-    } else if (loose_at_ == kNone && !mail::IsBlank(line.text[0]) && !LooksLikeField(line.text)) {
+    } else if (!is_field && loose_at_ == kNone) {
       loose_at_ = line.at;
     }
   }
@@ -277,7 +304,7 @@ bool MemberSearch::ReadContentField(const Line& first) {
       lines_.Seek(next.at);
       break;
     }
-    last_end_size_ = next.end_size;
+    NoteLineEnd(next);
     if (!NoteHeaderLine(next.text) || !AppendToField(next.text, &comments)) return false;
   }
   if (lines_.failed()) return false;

@@ -45,6 +45,7 @@ class MemberSearch {
   [[nodiscard]] bool EnclosedIsMail();
   [[nodiscard]] bool BodyIsEmpty();
   [[nodiscard]] bool NoteHeaderLine(mail::Text line);
+  void NoteLineEnd(const mail::Line& line);
 
   [[nodiscard]] bool Decode(mail::MailBody* body, mail::MailOutput* output);
   [[nodiscard]] bool CopyKnownText(mail::MailOutput* output);
@@ -72,6 +73,10 @@ class MemberSearch {
   MemberState text_state_;      // its name
   bool blank_in_text_ = false;  // a blank line was met in it
   uint32_t last_end_size_ = 0;  // of the line before: it belongs to a boundary line
+  // The line before ends in LF CR or CR CRLF, which may as well be a line end and a blank line; and how many lines
+  // of the header block end so.
+  bool last_is_double_ = false;
+  uint32_t double_ends_ = 0;
   bool is_mime_ = false;
   bool records_headers_ = false;
   bool sniffs_body_ = false;  // a multipart names no boundary: the next dash line is one
