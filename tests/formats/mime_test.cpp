@@ -155,6 +155,17 @@ TEST(Mime, ReadsFieldsOfParts) {
       {"any case, blanks, a folded parameter", "CONTENT-TYPE :a/b;\n\t NAME =\n \"q r\" ; x\n", "q r=SGVs $"},
       {"a semicolon in quotes hides no name", "Content-Type: a/b; x=\"; name=no\"; name=n\n", "n=SGVs $"},
       {"comments", "Content-(c)Type: a/b (open\nstill (nested) open); name=n(x)\nX: (\n", "n=SGVs $"},
+      {"the value on the next line", "Content-Type: a/b\nContent-Transfer-Encoding:\nbase64\n",
+       "unknown=Hel $"},
+      {"and parameters after it", "Content-Type: \na/b;\nname=\nn\n", "n=SGVs $"},
+      {"a field is no value", "Content-Type:\n" + kBase64, "unknown=Hel $"},
+      {"nor is what follows a blank line", "Content-Transfer-Encoding:\n\nbase64\n",
+       "unknown=base64\n\nSGVs $"},
+      {"nor what follows a field that nobody asks for", "Content-ID:\nbase64\n--b\n",
+       "unknown=base64 unknown=SGVs $"},
+      {"a fold before the colon", "Content-Transfer-Encoding\n :base64\n", "unknown=Hel $"},
+      {"a comment over lines in a value", "Content-Transfer-Encoding: bas(com\nment)e64\n", "unknown=Hel $"},
+      {"a comment in a name", "Con(c)tent-Transfer-Encoding: base64\n", "unknown=Hel $"},
       {"an open comment ends at the next field", "Content-Description: (\n" + kBase64, "unknown=Hel $"},
       {"and at the blank line", "Content-Type: a/b; name=n (open\n", "n=SGVs $"},
       {"511 characters of a name", "Content-Type: a/b; name=" + long_name + "\n",
@@ -167,6 +178,7 @@ TEST(Mime, ReadsFieldsOfParts) {
   ExpectRows(rows, walk);
   EXPECT_EQ(kWalkOf("Content-Transfer-Encoding: (c) base64\n\nSGVs"), "unknown=Hel $")
       << "not said to be MIME";
+  EXPECT_EQ(kWalkOf("Mime-(c)Version: 1.0\nContent-Type: a/b; name=n(c)\n\nx"), "n=x $") << "said to be MIME";
   std::string many = "Content-Type: a/b\n";
   for (int i = 0; i < 99; ++i) many += "X: y\n";
   EXPECT_EQ(walk(many + "Content-Transfer-Encoding: base64\n"), "unknown=SGVs $")
@@ -179,6 +191,14 @@ TEST(Mime, ReadsFieldsOfParts) {
       kWalkOf("Content-Type: a/b\n--" + std::string(71, 's') + "\n\nx\n--" + std::string(71, 's') + "\n"),
       "unknown=x\n--" + std::string(71, 's') + "\n $")
       << "a line of 73 characters is not learned";
+}
+
+TEST(Mime, KeepsAnOpenCommentFromHidingTheRest) {
+  const std::string version = "MIME-Version: 1.0\n";
+  EXPECT_EQ(kWalkOf(version + "X-A: (open\nContent-Type: text/html; name=h\n\nbody\n"), "h=body\n $");
+  EXPECT_EQ(kWalkOf(version + "Content-ID: (open\nX-A: y)\nContent-Type: text/html; name=h\n\nbody"),
+            "h=body $");
+  EXPECT_EQ(kWalkOf(version + "Content-Type: text/html; name=h (open\n\nbody)"), "h=body) $");
 }
 
 TEST(Mime, TypesAndWalksWithoutExtraction) {

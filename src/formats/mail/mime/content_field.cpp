@@ -16,7 +16,10 @@ using mail::BeginsWith;
 using mail::IsBlank;
 using mail::Text;
 
-constexpr size_t kNameAt = 8;  // behind "content-"
+constexpr size_t kNameAt = 8;  // after "content-"
+constexpr std::string_view kType = "type";
+constexpr std::string_view kEncoding = "transfer-encoding";
+constexpr std::string_view kDisposition = "disposition";
 
 Text SkipBlanks(Text text) {
   while (!text.empty() && IsBlank(text[0])) text = text.subspan(1);
@@ -121,24 +124,32 @@ void InterpretContentField(Text field, MemberState* member) {
   // The value of the field of that name.
   const auto value_of = [&](std::string_view name, Text* value) {
     if (!BeginsWith(rest, name)) return false;
-    *value = SkipBlanks(rest.subspan(name.size()));
-    if (value->empty() || (*value)[0] != ':') {
-      return rest.size() > name.size() && IsBlank(rest[name.size()]);  // without a colon
+    *value = rest.subspan(name.size());
+    const auto is_space = [](uint8_t c) { return IsBlank(c) || c == '\n'; };
+    const auto solid = std::find_if_not(value->begin(), value->end(), is_space);
+    if (solid == value->end() || *solid != ':') {  // without a colon
+      const bool is_blank = !value->empty() && IsBlank((*value)[0]);
+      *value = SkipBlanks(*value);
+      return is_blank;
     }
-    while (!value->empty() && (IsBlank((*value)[0]) || (*value)[0] == ':' || (*value)[0] == '\n')) {
-      *value = value->subspan(1);
-    }
+    const auto at = std::find_if_not(solid, value->end(), [&](uint8_t c) { return is_space(c) || c == ':'; });
+    *value = Text(at, value->end());
     return true;
   };
   Text value;
-  if (value_of("type", &value)) {
+  if (value_of(kType, &value)) {
     InterpretType(rest, value, member);
-  } else if (value_of("transfer-encoding", &value)) {
+  } else if (value_of(kEncoding, &value)) {
     InterpretEncoding(value, member);
-  } else if (value_of("disposition", &value)) {
+  } else if (value_of(kDisposition, &value)) {
     if (BeginsWith(value, "attachment")) member->is_attachment = true;
     FindName(rest, "filename", member);
   }
+}
+
+bool FieldIsInterpreted(Text field) {
+  const Text rest = field.subspan(std::min(kNameAt, field.size()));
+  return BeginsWith(rest, kType) || BeginsWith(rest, kEncoding) || BeginsWith(rest, kDisposition);
 }
 
 bool TakeBoundary(Text field, size_t* at, std::span<uint8_t>* boundary) {

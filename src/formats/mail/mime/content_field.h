@@ -9,6 +9,9 @@ namespace brix::mime {
 // Interprets a field that begins with "content-"; its lines are joined by LF and hold no comments.
 void InterpretContentField(mail::Text field, MemberState* member);
 
+// Whether InterpretContentField makes anything of a field of that name.
+[[nodiscard]] bool FieldIsInterpreted(mail::Text field);
+
 // The boundary strings that such a field names: the next one from `*at` on, which is moved behind it. False: no more.
 // `boundary`: in: room for one; out: cut to it.
 [[nodiscard]] bool TakeBoundary(mail::Text field, size_t* at, std::span<uint8_t>* boundary);

@@ -5,8 +5,6 @@
 // it ends without a uuencoded or BinHex block in it.
 //
 // Beyond what a sound message needs:
-// - A comment left open in a field ends at a blank line, a boundary line or the next "content-" field; in other lines it
-//   swallows nothing. Otherwise one parenthesis would hide all that follows.
 // - A boundary line ends a header block too. In a mailbox file a line "From ", with a field
 //   behind it, ends whatever a boundary would.
 // - LF CR and CR CRLF are line ends. Only when one of them is the first of its kind in a header block, or ends a boundary
@@ -57,6 +55,14 @@ Text StartWithoutComments(Text line, std::span<uint8_t> buffer) {
   return buffer.first(kept);
 }
 
+// Whether a line that is not empty begins with `word`, in lower case, once its comments are removed.
+bool BeginsWithoutComments(Text line, std::string_view word) {
+  if (line[0] != '(' && mail::Lower(line[0]) != static_cast<uint8_t>(word[0])) return false;
+  if (std::find(line.begin(), line.end(), '(') == line.end()) return BeginsWith(line, word);
+  std::array<uint8_t, 16> start;  // enough for the words asked for
+  return BeginsWith(StartWithoutComments(line, start), word);
+}
+
 }  // namespace
 
 void MemberSearch::Open(Stream* in, const FormatTable& formats) {
@@ -78,12 +84,12 @@ bool MemberSearch::NoteHeaderLine(Text line) {
     if (line.empty()) records_headers_ = false;
     if (!line.empty() && !headers_.Add(line)) return false;
   }
-  if (!is_mime_ && !line.empty()) {
-    constexpr std::string_view kVersion = "mime-version";
-    std::array<uint8_t, kVersion.size()> start;
-    is_mime_ = BeginsWith(line[0] == '(' ? StartWithoutComments(line, start) : line, kVersion);
-  }
+  if (!is_mime_ && !line.empty()) is_mime_ = BeginsWithoutComments(line, "mime-version");
   return true;
+}
+
+bool MemberSearch::LineBeginsWith(Text line, std::string_view word) const {
+  return is_mime_ ? BeginsWithoutComments(line, word) : BeginsWith(line, word);
 }
 
 void MemberSearch::NoteLineEnd(const Line& line) {
@@ -141,22 +147,17 @@ MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
     NoteLineEnd(line);
     return GoOn(NoteHeaderLine(line.text));
   }
-  std::array<uint8_t, 16> start;  // enough for the words below
-  Text text = line.text;
-  if (text[0] == '(') {
-    if (BeginsWith(text, mail::kBinHexNote)) {
-      member_.encoding = TransferEncoding::kBinHex;
-      member_.name_size = 0;
-      is_block_ = true;
-      return Found(lines_.offset(), lines_.offset());
-    }
-    if (is_mime_) text = StartWithoutComments(text, start);
+  if (BeginsWith(line.text, mail::kBinHexNote)) {
+    member_.encoding = TransferEncoding::kBinHex;
+    member_.name_size = 0;
+    is_block_ = true;
+    return Found(lines_.offset(), lines_.offset());
   }
-  if (BeginsWith(text, kContent)) return MeetHeaderBlock(line.at);
+  if (LineBeginsWith(line.text, kContent)) return MeetHeaderBlock(line.at);
   NoteLineEnd(line);
   if (mail::IsBlankLine(line.text)) blank_in_text_ = true;
   if (!NoteHeaderLine(line.text)) return Step::kFailed;
-  return BeginsWith(text, "begin") ? MeetBegin(line) : Step::kGoOn;
+  return LineBeginsWith(line.text, "begin") ? MeetBegin(line) : Step::kGoOn;
 }
 
 MemberSearch::Step MemberSearch::MeetBoundary(const Line& line, BoundaryLine kind) {
@@ -257,10 +258,7 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
       NoteLineEnd(line);
       return NoteHeaderLine(line.text) ? BlockEnd::kBlank : BlockEnd::kFailed;
     }
-    std::array<uint8_t, kContent.size()> start;
-    const bool has_comment = is_mime_ && line.text[0] == '(';
-    const bool is_content =
-        BeginsWith(has_comment ? StartWithoutComments(line.text, start) : line.text, kContent);
+    const bool is_content = LineBeginsWith(line.text, kContent);
     const bool is_dashes = !is_content && BeginsWith(line.text, kDashes);
     const bool is_field = is_content || is_dashes || mail::IsBlank(line.text[0]) || LooksLikeField(line.text);
     if (may_be_text && !is_field) {
@@ -296,7 +294,8 @@ bool MemberSearch::BodyIsEmpty() {
 
 bool MemberSearch::ReadContentField(const Line& first) {
   CommentFilter comments;
-  field_size_ = 0;
+  field_size_ = field_end_ = 0;
+  field_colon_at_ = kNone;
   if (!AppendToField(first.text, &comments)) return false;
   Line next;
   while (lines_.TakeLine(&next)) {  // ends with the input
@@ -329,13 +328,17 @@ bool MemberSearch::AddBoundaries(Text field) {
   return true;
 }
 
+// Kept: an open comment reaches to the next blank line, boundary line or "content-" field at the most, and in other
+// fields to the end of its line. One parenthesis would hide all that follows otherwise.
 bool MemberSearch::ContinuesField(const Line& next, bool comment_open) const {
   if (IsOfBlanks(next.text) || boundaries_.Test(next) != BoundaryLine::kNone) return false;
   if (mail::IsBlank(next.text[0])) return true;
   if (BeginsWith(next.text, kContent)) return false;
-  const Text field = mail::TrimEnd(Text(field_.data(), field_size_));
-  const bool is_unfinished = !field.empty() && (field.back() == ';' || field.back() == '=');
-  return comment_open || (is_unfinished && !LooksLikeField(next.text) && !BeginsWith(next.text, kDashes));
+  if (comment_open) return true;
+  if (field_end_ == 0 || LooksLikeField(next.text) || BeginsWith(next.text, kDashes)) return false;
+  const Text field(field_.data(), field_end_);
+  return field.back() == ';' || field.back() == '=' ||
+         (field_end_ - 1 == field_colon_at_ && FieldIsInterpreted(field));
 }
 
 bool MemberSearch::AppendToField(Text line, CommentFilter* comments) {
@@ -343,8 +346,12 @@ bool MemberSearch::AppendToField(Text line, CommentFilter* comments) {
   if (needed > kMaxField) return true;  // what it holds will do
   if (!field_.TryGrow(needed, kFirstField)) return false;
   uint8_t* to = field_.data() + field_size_;
-  if (field_size_ != 0) *to++ = '\n';
-  const auto put = [&](uint8_t c) { *to++ = c; };
+  if (field_size_ != 0 && !comments->is_open()) *to++ = '\n';  // a comment takes its line ends along
+  const auto put = [&](uint8_t c) {
+    if (c == ':' && field_colon_at_ == kNone) field_colon_at_ = static_cast<uint32_t>(to - field_.data());
+    *to++ = c;
+    if (!mail::IsBlank(c)) field_end_ = static_cast<uint32_t>(to - field_.data());
+  };
   if (is_mime_) {
     comments->Feed(line, put);
   } else {

@@ -45,6 +45,8 @@ class MemberSearch {
   [[nodiscard]] bool EnclosedIsMail();
   [[nodiscard]] bool BodyIsEmpty();
   [[nodiscard]] bool NoteHeaderLine(mail::Text line);
+  // Whether a line that is not empty begins with `word`: in a MIME message, without its comments.
+  [[nodiscard]] bool LineBeginsWith(mail::Text line, std::string_view word) const;
   void NoteLineEnd(const mail::Line& line);
 
   [[nodiscard]] bool Decode(mail::MailBody* body, mail::MailOutput* output);
@@ -60,7 +62,9 @@ class MemberSearch {
   HeaderRecord headers_;
   MemoryBlock field_;  // the field being read
   uint32_t field_size_ = 0;
-  MemoryBlock output_;  // the decoders' output buffer
+  uint32_t field_end_ = 0;           // of its last character that is neither a blank nor a line end
+  uint32_t field_colon_at_ = kNone;  // its first colon
+  MemoryBlock output_;               // the decoders' output buffer
 
   MemberState member_;
   uint32_t body_at_ = 0;       // offset of the member's data
