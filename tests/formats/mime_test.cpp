@@ -52,6 +52,7 @@ const std::string kBase64 = "Content-Type: a/b\nContent-Transfer-Encoding: base6
 const std::string kBlock = "begin 644 r.doc\n#86)C\n`\nend\n";
 
 TEST(Mime, FindsMembers) {
+  const std::string quoted = "Content-Transfer-Encoding: quoted-printable\n";
   const Rows<std::string, std::string> rows = {
       {"an empty file", "", "$"},
       {"a block in text", "text\n\n" + kBlock + "more\n" + kBlock, "r.doc=abc r.doc=abc $"},
@@ -67,7 +68,9 @@ TEST(Mime, FindsMembers) {
       {"parts",
        kHead + Part(kBase64, "SGVsbG8=") + Part("Content-Type: text/html; name=\"n; x\"\n", "<") + "--b--",
        "unknown=Hello n=< $"},
-      {"unclosed", kHead + Part("Content-Type: text/html\n", "a"), "unknown=a\n $"},
+      {"unclosed: a boundary line's end is its last", kHead + Part("Content-Type: text/html\n", "a"),
+       "unknown=a $"},
+      {"the same of plain text", kHead + Part("", "a\n"), "unknown=a\n $"},
       {"no body", kHead + "--b\nContent-Type: a/b; name=x\n--b--\n", "x= $"},
       {"a message of one part", "Content-Type: text/plain; name=n\n\nbody\n", "n=body\n $"},
       {"CR as line end",
@@ -106,13 +109,23 @@ TEST(Mime, FindsMembers) {
        "From a\nMIME-Version: 1.0\nContent-Type: text/html\n\none\nFrom b\n" + kBase64 + "\nSGVs\nFrom c\n" +
            "Content-Type: text/plain\n\nthree\nFrom here on\n",
        "unknown=one unknown=Hel unknown=three\nFrom here on\n $"},
+      {"lines \"From \" in encoded parts",
+       "From a\n" + kHead + Part(kBase64, "SGVs\nFrom SGVs\nbG8h:\nIQ") +
+           Part(quoted, "a\nFrom b\nSubject: c") +
+           Part("", "begin 644 r.doc\n#86)C\nFrom b\nc: d\n#86)C\nend") + "--b--\n",
+       "unknown=Hel\x16\xBA&Hello!! unknown=a\r\nFrom b\r\nSubject: c\r\n r.doc=abcabc $"},
+      {"a message after an unclosed part",
+       "From a\n" + kHead + Part(quoted, "a\nFrom b\nSubject: c\nContent-Type: text/html\n\n<"),
+       "unknown=a\r\nFrom b\r\nSubject: c\r\nContent-Type: text/html\r\n\r\n<\r\n unknown=<\n $"},
+      {"a line \"From \" in an encoded message", "From a\n" + kBase64 + "\nSGVs\nFrom SGVs\nbG8h:\nIQ\n",
+       "unknown=Hel\x16\xBA&Hello!! $"},
+      {"one with a time is a mailbox's", "From a\n" + kBase64 + "\nSGVs\nFrom b 0:0\nbG8h:\nIQ\n",
+       "unknown=Hel $"},
       {"a header inside text", "Content-Type: text/plain\n\ntext\n\n" + kBase64 + "\nSGVs\n",
        "unknown=text\n unknown=Hel $"},
       {"an enclosed message's header is no text",
        kHead + Part("", "From: x\nContent-Type: text/plain\n\ny") + "--b--", "unknown=y $"},
-      {"hidden behind a soft break",
-       kHead + Part("Content-Transfer-Encoding: quoted-printable\n", "a=") + Part(kBase64, "SGVs") +
-           "--b--\n",
+      {"hidden behind a soft break", kHead + Part(quoted, "a=") + Part(kBase64, "SGVs") + "--b--\n",
        "unknown=a--b\r\nContent-Type: a/b\r\nContent-Transfer-Encoding: base64\r\n\r\nSGVs\r\n unknown=Hel "
        "$"},
   };
@@ -295,6 +308,8 @@ TEST(Mime, BadInputCostsNoMoreThanItsSize) {
       {"empty parts", 200000, "--b\n\n", kHead, 200000},
       {"boundaries that begin one another", 4000, "Content-Type: multipart/a; boundary=%#\n--pppp\n", "", 0},
       {"soft breaks", 80000, "--b\nContent-Transfer-Encoding: quoted-printable\n\na=\n", kHead, 80000, 6},
+      {"messages after unclosed parts", 40000,
+       "From a 0:0\nContent-Type: multipart/a; boundary=x#\n\n--x#\n" + kBase64 + "\nSGVs\n", "", 40000},
       {"begin lines without data", 200000, "begin 644 a\n\n\n\n", "", 0},
       {"a header without end", 200000, " x#; \n", "Content-Type: a/b;\n", 1},
       {"an open comment", 200000, "x#\n", "MIME-Version: 1.0\nContent-Type: a/b (\n", 1},

@@ -83,9 +83,9 @@ bool DecodeBase64(MailBody* body, MailOutput* out) {
       const uint32_t at = lines.offset();
       Line line;
       const bool taken = lines.Take(&line);
-      const bool is_boundary = taken && boundaries.Test(line) != BoundaryLine::kNone;
+      const bool is_end = taken && body->EndsEncoded(line);
       lines.Seek(at);
-      if (is_boundary || !taken) break;
+      if (is_end || !taken) break;
       line_starts = false;
     }
     const uint8_t* p = lines.begin();

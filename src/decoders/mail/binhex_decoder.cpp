@@ -104,7 +104,7 @@ bool DecodeBinHex(MailBody* body, MailOutput* out) {
   BinHexSink sink(out);
   Line line;
   while (out->Room(MailOutput::kMaxRoom) && body->lines.Take(&line)) {
-    if (body->IsBoundary(line)) {
+    if (body->EndsEncoded(line)) {
       body->lines.Seek(line.at);
       break;
     }

@@ -129,7 +129,7 @@ BoundaryLine BoundarySet::TestCandidate(const Line& candidate) const {
     const bool separates = line.size() >= sizeof kFrom &&
                            std::equal(std::begin(kFrom), std::end(kFrom), line.begin()) &&
                            LooksLikeField(candidate.ahead);
-    return separates ? BoundaryLine::kClosing : BoundaryLine::kNone;
+    return separates ? BoundaryLine::kMessage : BoundaryLine::kNone;
   }
   if (size_ == 0 && !has_empty_) return BoundaryLine::kNone;
   if (line[0] == '-' && line[1] == '-' && HasPrefixOf(line.subspan(2))) return kind(line.back());

@@ -14,6 +14,7 @@ enum class BoundaryLine : uint8_t {
   kNone,
   kOpening,  // a part follows
   kClosing,  // ends in "-"
+  kMessage,  // "From " in a mailbox file
 };
 
 // Strings kept as a tree of their common beginnings, so that a line is compared with all of them at once. A string
@@ -26,8 +27,8 @@ class BoundarySet {
   // boundary. False: no memory, or the set is full, with 16 MiB.
   [[nodiscard]] bool Add(Text boundary);
 
-  // In a mailbox file a line that begins with "From ", with a header field behind it, separates messages, and ends what
-  // a boundary would.
+  // In a mailbox file a line that begins with "From ", with a header field on the next, separates messages, and ends
+  // what a boundary line would.
   void SetMailbox(bool on) { mailbox_ = on; }
 
   // Whether a line that begins so may be a boundary line: asked first, since few do.

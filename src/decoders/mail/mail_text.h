@@ -58,6 +58,10 @@ inline bool LooksLikeField(Text line) {
   return colon != line.begin() && colon != line.end() && *colon == ':';
 }
 
+// Whether a line "From ...", followed by `next`, is one that mailbox writers put before a message: it names a time of
+// day, or the first field is one that messages begin with.
+[[nodiscard]] bool SeparatesMessages(Text line, Text next);
+
 inline Text TrimEnd(Text text) {
   while (!text.empty() && IsBlank(text.back())) text = text.first(text.size() - 1);
   return text;

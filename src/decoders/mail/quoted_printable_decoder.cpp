@@ -223,7 +223,7 @@ bool DecodeQuotedPrintable(MailBody* body, MailOutput* out) {
   for (;;) {  // each turn takes a line or a piece of one
     if (line.ends) DecodeSoundLines(lines, body->boundaries, &soft, out);
     if (!out->Room(2) || !lines.Take(&line)) break;
-    if (body->IsBoundary(line)) {
+    if (body->EndsEncoded(line)) {
       if (!soft || body->passed != MailBody::kNone) {
         lines.Seek(line.at);
         break;

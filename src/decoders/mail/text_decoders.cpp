@@ -69,6 +69,28 @@ bool IsUuencodedData(Text line) {
   return count != 0 && line.size() >= full + 1 && line.size() <= full + 5;
 }
 
+bool MailBody::EndsEncoded(const Line& line) {
+  if (!line.starts) return false;
+  const BoundaryLine kind = boundaries.Test(line);
+  if (kind != BoundaryLine::kMessage) return kind != BoundaryLine::kNone;
+  if (!SeparatesMessages(line.text, line.ahead)) return false;
+  if (!in_part || line.at < seen_end) return true;
+  if (passed == kNone) passed = line.at;
+  return false;
+}
+
+bool SeparatesMessages(Text line, Text next) {
+  constexpr std::string_view kFields[] = {
+      "from:",         "to:",         "subject:", "date:",         "received:", "return-path:",
+      "delivered-to:", "message-id:", "content-", "mime-version:", "status:",   "x-"};
+  const auto is_digit = [](uint8_t c) { return c >= '0' && c <= '9'; };
+  for (size_t at = 1; at + 1 < line.size(); ++at) {
+    if (line[at] == ':' && is_digit(line[at - 1]) && is_digit(line[at + 1])) return true;
+  }
+  return std::any_of(std::begin(kFields), std::end(kFields),
+                     [&](std::string_view field) { return BeginsWith(next, field); });
+}
+
 bool CopyText(MailBody* body, MailOutput* out) {
   std::array<uint8_t, kMaxLineEnd> end;  // the line end before, not yet written
   uint32_t end_size = 0;
@@ -91,8 +113,8 @@ bool CopyText(MailBody* body, MailOutput* out) {
     static_assert(kMaxLineEnd <= LineReader::kSlack, "as many bytes can be read after any line");
     std::memcpy(end.data(), line.text.data() + line.text.size(), end.size());
   }
-  // Behind a boundary's line end nothing is held; at the end of the input the last line end is data.
-  if (body->lines.begin() == body->lines.end()) (void)out->Write(Text(end.data(), end_size));
+  const bool at_end = body->lines.begin() == body->lines.end();
+  if (at_end && !body->in_part) (void)out->Write(Text(end.data(), end_size));
   return out->Finish() && !body->lines.failed();
 }
 
@@ -105,7 +127,7 @@ bool DecodeUuencode(MailBody* body, MailOutput* out) {
   while (out->Room(64) && body->lines.TakeLine(&line)) {
     const bool is_data = line.text.size() < kMaxUuLine && IsUuencodedData(line.text);
     if (!is_data) {
-      if (body->IsBoundary(line)) {
+      if (body->EndsEncoded(line)) {
         body->lines.Seek(line.at);
         break;
       }

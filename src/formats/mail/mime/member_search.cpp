@@ -5,8 +5,9 @@
 // it ends without a uuencoded or BinHex block in it.
 //
 // Beyond what a sound message needs:
-// - A boundary line ends a header block too. In a mailbox file a line "From ", with a field
-//   behind it, ends whatever a boundary would.
+// - A boundary line ends a header block too. In a mailbox file a line "From ", with a field on the next, ends whatever a
+//   boundary line would, but no encoded body of a part: there it is data, and the search goes on at it afterwards if it
+//   looks like a mailbox writer's.
 // - LF CR and CR CRLF are line ends. Only when one of them is the first of its kind in a header block, or ends a boundary
 //   line, and no field follows, is it a line end and the blank line.
 // - A part whose body would be empty begins at the first line of its header block that is no field: its blank line is
@@ -71,7 +72,8 @@ void MemberSearch::Open(Stream* in, const FormatTable& formats) {
   boundaries_.Clear();
   headers_.Clear();
   member_.Clear();
-  next_at_ = 0;
+  next_at_ = seen_end_ = 0;
+  in_part_ = false;
   is_mime_ = sniffs_body_ = at_end_ = false;
   records_headers_ = true;
   constexpr std::string_view kFrom = "From ";
@@ -111,7 +113,10 @@ bool MemberSearch::Next() {
     if (step != Step::kGoOn) return step == Step::kFound;
   }
   if (lines_.failed()) return false;
-  if (text_at_ != kNone) return FoundText(lines_.offset(), lines_.offset()) == Step::kFound;
+  if (text_at_ != kNone) {
+    const uint32_t end = lines_.offset() - (in_part_ ? last_end_size_ : 0);
+    return FoundText(end, lines_.offset()) == Step::kFound;
+  }
   next_at_ = lines_.offset();
   at_end_ = true;
   return true;
@@ -164,7 +169,8 @@ MemberSearch::Step MemberSearch::MeetBoundary(const Line& line, BoundaryLine kin
   if (text_at_ != kNone) return FoundText(line.at - last_end_size_, line.at);
   member_.Clear();
   NoteLineEnd(line);
-  return kind == BoundaryLine::kOpening ? MeetPartStart() : Step::kGoOn;
+  in_part_ = kind == BoundaryLine::kOpening;
+  return in_part_ ? MeetPartStart() : Step::kGoOn;
 }
 
 MemberSearch::Step MemberSearch::MeetPartStart() {
@@ -370,7 +376,7 @@ bool MemberSearch::EnclosedIsMail() {
 
 bool MemberSearch::Extract(Stream& out, uint32_t max_bytes, uint32_t* written) {
   mail::MailOutput output(out, max_bytes, &output_);
-  mail::MailBody body{lines_, boundaries_};
+  mail::MailBody body{lines_, boundaries_, in_part_, seen_end_};
   lines_.Seek(body_at_);
   bool ok = false;
   if (body_end_ != kNone) {
@@ -381,6 +387,7 @@ bool MemberSearch::Extract(Stream& out, uint32_t max_bytes, uint32_t* written) {
   *written = output.written();
   if (!ok || body_end_ != kNone) return ok;
   if (body.passed != mail::MailBody::kNone) {
+    seen_end_ = std::max(seen_end_, lines_.offset());
     next_at_ = body.passed;
     return true;
   }

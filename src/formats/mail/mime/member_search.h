@@ -76,6 +76,8 @@ class MemberSearch {
   uint32_t loose_at_ = kNone;   // offset of the first line of the header block that is no field
   MemberState text_state_;      // its name
   bool blank_in_text_ = false;  // a blank line was met in it
+  bool in_part_ = false;        // the last boundary line opened a part
+  uint32_t seen_end_ = 0;       // up to here lines "From " were taken for data of a part
   uint32_t last_end_size_ = 0;  // of the line before: it belongs to a boundary line
   // The line before ends in LF CR or CR CRLF, which may as well be a line end and a blank line; and how many lines
   // of the header block end so.
