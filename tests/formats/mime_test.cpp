@@ -60,6 +60,8 @@ TEST(Mime, FindsMembers) {
        "r.doc=abc r.doc=abc $"},
       {"mode without a name", "begin 644\n#86)C\nend\n", "unknown=abc $"},
       {"blank lines in front of the data", "BEGIN x\n\n\t\n#86)C\nend\n", "x=abc $"},
+      {"an empty block", "Subject: x\n\nbegin 644 a.txt\nend\n\nbegin 644 b\n\nEnd\n", "a.txt= b= $"},
+      {"text after the word", "begin 644 a\nend some text\n", "$"},
       {"a brace is no name", "begin {\n#86)C\n", "$"},
       {"no data line", "begin 644 a\ntext\n", "$"},
       {"the third word wins", "begin 644 a b\n#86)C\n", "a=abc $"},
@@ -274,8 +276,6 @@ TEST(Mime, AnswersQueries) {
   EXPECT_STREQ(name, "n");
   EXPECT_FALSE(handler->AddMember(&in, 0, nullptr, 0));
 }
-
-TEST(Mime, KeepsOddEndBehindBegin) { EXPECT_EQ(kWalkOf("begin 644 a\nEND some text\n"), "a= $"); }
 
 // Counts the bytes that are read from it, and notes the largest read: a reader's buffer is no smaller.
 struct CountingStream final : Stream {

@@ -199,8 +199,7 @@ MemberSearch::Step MemberSearch::MeetPartStart() {
 }
 
 MemberSearch::Step MemberSearch::MeetBegin(const Line& line) {
-  // Kept: this line counts as data, though it is none.
-  constexpr std::string_view kOddEnd = "end some text";
+  constexpr std::string_view kEnd = "end";  // of a block without data
   bool accepted = InterpretBeginLine(line.text, &member_);
   if (accepted) {
     const uint32_t behind = lines_.offset();
@@ -208,7 +207,7 @@ MemberSearch::Step MemberSearch::MeetBegin(const Line& line) {
     bool taken = lines_.TakeLine(&data);
     while (taken && mail::IsBlankLine(data.text)) taken = lines_.TakeLine(&data);
     accepted = taken && (mail::IsUuencodedData(data.text) ||
-                         (data.text.size() == kOddEnd.size() && BeginsWith(data.text, kOddEnd)));
+                         (data.text.size() == kEnd.size() && BeginsWith(data.text, kEnd)));
     if (lines_.failed()) return Step::kFailed;
     lines_.Seek(behind);
     is_block_ = accepted;
