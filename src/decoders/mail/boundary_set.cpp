@@ -7,15 +7,14 @@
 // The labels on the way down to a node without children spell a string. Siblings differ in their first byte, so a step
 // down looks at 256 nodes at most however many strings there are, and no choice of strings makes it slow.
 //
-// Bounds: strings of 100 bytes; 16 MiB in all. A string takes what it does not share with others, and 4 to 13 bytes
-// more. Memory grows with the strings that the message really holds.
+// Bounds: strings of 100 bytes; 16 MiB in all, after which no more are kept. A string takes what it does not share with
+// others, and 4 to 13 bytes more. Memory grows with the strings that the message really holds.
 #include "decoders/mail/boundary_set.h"
 
 #include <array>
 #include <cstring>
 
 #include "core/byte_order.h"
-#include "core/refuse.h"
 
 namespace brix::mail {
 
@@ -25,7 +24,8 @@ constexpr uint32_t kWord = 4;             // bytes
 constexpr uint32_t kLinkMask = 0xFFFFFF;  // of a word; 0: no node
 constexpr uint32_t kHasChildren = 1u << 24;
 constexpr uint32_t kLengthShift = 25;
-constexpr uint32_t kMaxSize = 16 * 1024 * 1024;  // links have 24 bits
+constexpr uint32_t kMaxSize = 16 * 1024 * 1024;           // links have 24 bits
+constexpr uint32_t kMaxAdded = 4 * kWord + kMaxBoundary;  // bytes that a string takes
 constexpr uint32_t kGrowth = 256;
 
 }  // namespace
@@ -44,7 +44,6 @@ const uint8_t* BoundarySet::Label(uint32_t node) const { return block_.data() + 
 bool BoundarySet::Append(uint32_t words, Text label, uint32_t* at) {
   const auto taken = static_cast<uint32_t>(words * kWord + label.size());
   const size_t needed = size_t{size_} + taken;
-  if (needed > kMaxSize) return Refuse("mail: too many boundaries");
   if (needed > block_.size() && !block_.TryResize(needed + needed / 32 + kGrowth)) return false;
   *at = size_ + (words - 1) * kWord;
   std::copy(label.begin(), label.end(), block_.data() + *at + kWord);
@@ -64,7 +63,7 @@ uint32_t BoundarySet::FindChild(uint32_t* link_at, uint8_t first) const {
 bool BoundarySet::Add(Text boundary) {
   Text rest = boundary.first(std::min<size_t>(boundary.size(), kMaxBoundary));
   has_empty_ |= rest.empty();
-  if (HasPrefixOf(rest)) return true;
+  if (HasPrefixOf(rest) || size_ > kMaxSize - kMaxAdded) return true;
   uint32_t at = 0;
   if (size_ == 0) {  // the word in front is the link to the first node
     if (!Append(1, {}, &at)) return false;

@@ -24,7 +24,7 @@ class BoundarySet {
   void Clear();
 
   // Adds a string, cut at kMaxBoundary characters. An empty one makes every line that begins with two dashes a
-  // boundary. False: no memory, or the set is full, with 16 MiB.
+  // boundary. A set of 16 MiB is full, and adds nothing. False: no memory.
   [[nodiscard]] bool Add(Text boundary);
 
   // In a mailbox file a line that begins with "From ", with a header field on the next, separates messages, and ends
