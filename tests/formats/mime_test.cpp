@@ -7,6 +7,7 @@
 
 #include "core/memory_stream.h"
 #include "decoders/mail/line_reader.h"
+#include "formats/mail/mime/mime_detect.h"
 #include "formats/registry.h"
 #include "support/bytes.h"
 #include "support/handler_walk.h"
@@ -293,6 +294,18 @@ struct CountingStream final : Stream {
   uint64_t total = 0;
   uint32_t largest = 0;
 };
+
+TEST(Mime, IsRecognisedInOnePassOverItsHeader) {
+  for (const std::string& piece : {std::string("\nX-A: y"), std::string(1 << 20, 'x')}) {
+    std::string text;
+    while (text.size() < 20000000) text += piece;
+    text += "\nTo: y\n\n" + std::string(20000000, '\n');
+    CountingStream in(text);
+    EXPECT_TRUE(mime::DetectMime(in, kDetectMailHint, Formats()));
+    EXPECT_LE(in.total, 23000000u);
+    EXPECT_LE(in.largest, 2 * mail::kMaxLine);
+  }
+}
 
 TEST(Mime, BadInputCostsNoMoreThanItsSize) {
   const struct {
