@@ -4,9 +4,11 @@
 
 #include <cstring>
 #include <memory>
+#include <sstream>
 
 #include "core/memory_stream.h"
 #include "decoders/mail/line_reader.h"
+#include "formats/mail/mime/header_record.h"
 #include "formats/mail/mime/mime_detect.h"
 #include "formats/registry.h"
 #include "support/bytes.h"
@@ -233,7 +235,9 @@ TEST(Mime, TypesAndWalksWithoutExtraction) {
 
 TEST(Mime, AnswersQueries) {
   const std::string message =
-      "Subject: =?utf-8?q?=41?=\nX-Folded: a\n\tb\nContent-Type: text/html; name=n\n\nbody\n\nNot: me\n";
+      "Subject: =?utf-8?q?=41?=\nX-Folded: a\n\tb\nContent-Type: text/html; name=n\nB:1\nno field\n: 2\nb: "
+      "3\nA:\nB:x: 4\n"
+      "\nbody\n\nNot: me\n";
   FixedMemoryStream in(AsBytes(message));
   const auto handler = Handler(&in);
   char name[kNameBufferSize];
@@ -258,6 +262,10 @@ TEST(Mime, AnswersQueries) {
       {"no encoded word", "charset-x-folded", "unknown"},
       {"folded", "X-Folded", "a\n\tb"},
       {"the name", "filename", "n"},
+      {"the first of several", "b", "1"},
+      {"a name with a colon in it", "b:X:", "4"},
+      {"no value", "A", ""},
+      {"no name", "", "2"},
       {"none", "not", "?"},
   };
   ExpectRows(rows, ask);
@@ -265,7 +273,7 @@ TEST(Mime, AnswersQueries) {
   uint32_t size = sizeof text;
   EXPECT_TRUE(handler->GetMemberHeader(1, field, text, &size));
   EXPECT_EQ(std::string(field) + "=" + text, "X-Folded=a\n\tb");
-  EXPECT_FALSE(handler->GetMemberHeader(3, field, text, &size));
+  EXPECT_FALSE(handler->GetMemberHeader(9, field, text, &size));
   size = 14;
   EXPECT_FALSE(handler->GetMemberType(text, &size));
   EXPECT_EQ(size, 15u);
@@ -276,6 +284,34 @@ TEST(Mime, AnswersQueries) {
   EXPECT_TRUE(handler->ResetMembers() && handler->NextMember(name));
   EXPECT_STREQ(name, "n");
   EXPECT_FALSE(handler->AddMember(&in, 0, nullptr, 0));
+}
+
+// A host may ask for every field of a header full of them, by index in either order and by name.
+TEST(Mime, AskingForAllFieldsIsLinear) {
+  for (const std::string shape : {"#:x", "a:#", "A#:\n b\n\tc", "x", ":"}) {
+    mime::HeaderRecord record;
+    std::vector<std::string> fields = {std::string(20000, '1') + ":"};  // a long name among short ones
+    for (size_t size = 20002; size < 65000; size += fields.back().size() + 1) {
+      fields.push_back(shape);
+      const size_t at = shape.find('#');
+      if (at != shape.npos) fields.back().replace(at, 1, std::to_string(fields.size()));
+    }
+    for (const std::string& field : fields) {
+      std::istringstream lines(field);
+      for (std::string line; std::getline(lines, line);) ASSERT_TRUE(record.Add(AsBytes(line)));
+    }
+    size_t right = 0;
+    for (size_t i = 0; i < 2 * fields.size(); ++i) {
+      const size_t index = i < fields.size() ? i : 2 * fields.size() - 1 - i;
+      std::span<const uint8_t> field, value;
+      if (!record.Field(static_cast<uint32_t>(index), &field) || Text(field) != fields[index]) continue;
+      std::string name = fields[index].substr(0, fields[index].find(':'));
+      for (char& c : name) c = static_cast<char>(mail::Lower(static_cast<uint8_t>(c)));
+      right += record.Find(name + ":", &value) == (fields[index] != "x") ? 1u : 0u;
+    }
+    EXPECT_EQ(right, 2 * fields.size()) << shape;
+    EXPECT_LE(record.bytes_visited(), 64u * 65536) << shape;
+  }
 }
 
 // Counts the bytes that are read from it, and notes the largest read: a reader's buffer is no smaller.

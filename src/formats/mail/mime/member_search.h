@@ -25,7 +25,7 @@ class MemberSearch {
 
   [[nodiscard]] bool at_end() const { return at_end_; }
   [[nodiscard]] const MemberState& member() const { return member_; }
-  [[nodiscard]] const HeaderRecord& headers() const { return headers_; }
+  [[nodiscard]] HeaderRecord& headers() { return headers_; }
 
  private:
   static constexpr uint32_t kNone = UINT32_MAX;  // no offset
