@@ -1,6 +1,6 @@
 // boundary_set.cpp - a tree of boundary strings in one block of bytes.
 //
-// A node is a word, its label, and in front of the word another one when it has children:
+// A node is a word and a label, with one more word before it when the node has children:
 //
 //     [first child]  [next sibling, 24 bits | has children, 1 | length, 7]  label
 //
@@ -65,7 +65,7 @@ bool BoundarySet::Add(Text boundary) {
   has_empty_ |= rest.empty();
   if (HasPrefixOf(rest) || size_ > kMaxSize - kMaxAdded) return true;
   uint32_t at = 0;
-  if (size_ == 0) {  // the word in front is the link to the first node
+  if (size_ == 0) {  // the first word leads to the first node
     if (!Append(1, {}, &at)) return false;
     SetWord(0, 0);
   }
@@ -88,8 +88,8 @@ bool BoundarySet::Add(Text boundary) {
       return true;
     }
     children_at = node - kWord;
-    if (common <
-        length) {  // a new node takes the common beginning; this one, moved up behind that, becomes its child
+    if (common < length) {
+      // A new node takes the common beginning; the rest of this one becomes its child.
       if (!Append(2, rest.first(common), &at)) return false;
       const uint32_t word = Word(node);
       SetWord(at, common << kLengthShift | kHasChildren | (word & kLinkMask));

@@ -46,7 +46,7 @@ class BoundarySet {
   [[nodiscard]] uint32_t Link(uint32_t at) const;
   [[nodiscard]] uint32_t Length(uint32_t node) const;
   [[nodiscard]] const uint8_t* Label(uint32_t node) const;
-  // Makes room for words and a label behind them, which is copied. `at`: out: offset of the last word.
+  // Makes room for words and a label after them, which is copied. `at`: out: offset of the last word.
   [[nodiscard]] bool Append(uint32_t words, Text label, uint32_t* at);
   // The one of the siblings that `*link_at` leads to whose label begins so, 0 when there is none; `*link_at` becomes
   // the word that leads to it.

@@ -22,7 +22,7 @@ namespace {
 
 constexpr uint32_t kBuffer = 16 * 1024;
 
-// The first CR or LF at `p` or behind it; `end` when there is none.
+// The first CR or LF from `p` on; `end` when there is none.
 const uint8_t* FindEnd(const uint8_t* p, const uint8_t* end) {
 #ifdef __SSE2__
   const __m128i cr = _mm_set1_epi8('\r');
@@ -108,8 +108,8 @@ bool LineReader::TakeSlowly(Line* line) {
   uint32_t size = 0;
   for (bool more = true;;) {  // each turn but the last reads more
     size = std::min(static_cast<uint32_t>(FindEnd(begin() + size, end()) - begin()), kMaxLine);
-    const uint32_t behind = end_ - at_ - size;
-    if (behind >= kMaxLineEnd + kAhead || (behind == 0 && size == kMaxLine) || !more) break;
+    const uint32_t left = end_ - at_ - size;
+    if (left >= kMaxLineEnd + kAhead || (left == 0 && size == kMaxLine) || !more) break;
     more = Fill(size + kMaxLineEnd + kAhead);
   }
   if (failed_) return false;

@@ -42,7 +42,7 @@ struct MailBody {
 [[nodiscard]] bool DecodeQuotedPrintable(MailBody* body, MailOutput* out);
 // The line "end" is the last.
 [[nodiscard]] bool DecodeUuencode(MailBody* body, MailOutput* out);
-// The data fork and behind it the resource fork. An empty line behind data ends them.
+// The data fork and after it the resource fork. An empty line after data ends them.
 [[nodiscard]] bool DecodeBinHex(MailBody* body, MailOutput* out);
 
 // Whether a line, without its end, may hold uuencoded data: the byte count in its first character fits its length.

@@ -1,9 +1,9 @@
 // quoted_printable_decoder.cpp - lines that hold nothing odd are copied sixteen bytes a step, others with care.
 //
-// Kept: a boundary line behind a soft line break is text. The handler learns of it and goes on there, so that no
+// Kept: a boundary line after a soft line break is text. The handler learns of it and goes on there, so that no
 // part hides behind one; the next boundary line ends the body in any case, which keeps the cost linear.
 //
-// Bounds: output never exceeds input but for a line end. Of a line longer than the reader keeps, blanks in front of a
+// Bounds: output never exceeds input but for a line end. Of a line longer than the reader keeps, blanks before a
 // cut count as text.
 #include "decoders/mail/mail_decoders.h"
 #include "decoders/mail/six_bit.h"
@@ -25,7 +25,7 @@ constexpr auto kHexDigits = [] {
 
 bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
 
-// What stands at an "=": how many characters it takes, and the byte that it gives, if any.
+// What an "=" begins: how many characters it takes, and the byte that it gives, if any.
 struct Escape {
   uint32_t taken;
   bool gives;
@@ -62,8 +62,8 @@ Decoded DecodePiece(Text text, bool ends_line, MailOutput* out) {
 }
 
 #ifdef __SSE2__
-// Copies lines as they stand and stops where one needs a look: at an "=", at a line end that is not CRLF or has a blank in
-// front, and at the start of what may be a boundary line.
+// Copies bytes and stops where one needs a look: at an "=", at a line end that is not CRLF or follows a blank, and at
+// the start of what may be a boundary line.
 class LineCopier {
  public:
   explicit LineCopier(const BoundarySet& boundaries)
@@ -71,33 +71,33 @@ class LineCopier {
 
   // The next character follows a line end, or nothing that matters.
   void Restart(bool at_line_start) {
-    behind_cr_ = behind_blank_ = 0;
-    behind_lf_ = at_line_start ? 1 : 0;
+    after_cr_ = after_blank_ = 0;
+    after_lf_ = at_line_start ? 1 : 0;
   }
 
-  // Copies sixteen bytes. Returns how many stand in front of the place to look at; behind a CR without LF that is the
-  // character that follows.
+  // Copies sixteen bytes. Returns how many come before the place to look at; for a CR without LF that is the character
+  // after it.
   uint32_t Copy(const uint8_t* in, uint8_t* out) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
     const auto is = [&](char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); };
     const auto mask = [](__m128i hits) { return static_cast<uint32_t>(_mm_movemask_epi8(hits)); };
     const uint32_t cr = mask(is('\r')), lf = mask(is('\n'));
-    const uint32_t cr_before = cr << 1 | behind_cr_;
-    const uint32_t lf_before = lf << 1 | behind_lf_;
-    const uint32_t blank_before = mask(_mm_or_si128(is(' '), is('\t'))) << 1 | behind_blank_;
+    const uint32_t cr_before = cr << 1 | after_cr_;
+    const uint32_t lf_before = lf << 1 | after_lf_;
+    const uint32_t blank_before = mask(_mm_or_si128(is(' '), is('\t'))) << 1 | after_blank_;
     const uint32_t starts = mask(_mm_or_si128(_mm_or_si128(is('-'), is('(')), _mm_cmpeq_epi8(bytes, from_)));
     const uint32_t odd = mask(is('=')) | (cr_before ^ lf) | (blank_before & (cr | lf)) | (lf_before & starts);
-    behind_cr_ = cr_before >> 16;
-    behind_lf_ = lf_before >> 16;
-    behind_blank_ = blank_before >> 16;
+    after_cr_ = cr_before >> 16;
+    after_lf_ = lf_before >> 16;
+    after_blank_ = blank_before >> 16;
     if ((odd & 0xFFFF) == 0) return 16;  // apart, so that the next step need not wait for a count
     return static_cast<uint32_t>(std::countr_zero(odd));
   }
 
  private:
   const __m128i from_;
-  uint32_t behind_cr_ = 0, behind_lf_ = 0, behind_blank_ = 0;  // the character before the next is one
+  uint32_t after_cr_ = 0, after_lf_ = 0, after_blank_ = 0;  // the character before the next is one
 };
 
 // Whole lines from `in` on, up to `end`, which has 16 readable bytes after it. Stops before a line that may be a
@@ -108,7 +108,7 @@ const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* co
                            uint8_t** out) {
   const uint8_t* p = in;
   const uint8_t* line = in;  // start of the last line known to start
-  const uint8_t* run = in;   // from here on bytes were copied as they stand
+  const uint8_t* run = in;   // from here on bytes were copied unchanged
   const uint8_t* soft_end = nullptr;
   uint8_t* to = *out;
   uint8_t* line_out = to;
@@ -231,7 +231,7 @@ bool DecodeQuotedPrintable(MailBody* body, MailOutput* out) {
       body->passed = line.at;
     }
     const Decoded decoded = DecodePiece(line.ends ? TrimEnd(line.text) : line.text, line.ends, out);
-    if (!line.ends) lines.GiveBack(decoded.left);
+    if (!line.ends) lines.Unread(decoded.left);
     soft = decoded.soft;
     if (!line.ends || soft || !out->Room(2)) continue;
     out->at()[0] = '\r';

@@ -18,8 +18,8 @@ uint32_t CountOf(Text line) {
 
 #ifdef __SSE2__
 // Sixteen characters a step, up to the first damaged or foreign one. Returns the count of bytes that it yields. `in` has
-// 16 readable bytes behind it; up to 16 bytes more than counted are stored.
-BRIX_SSSE3 uint32_t DecodeSteps(Text in, uint32_t count, uint8_t* out) {
+// 16 readable bytes after it; up to 16 bytes more than counted are stored.
+BRIX_SSSE3 uint32_t DecodeSimd(Text in, uint32_t count, uint8_t* out) {
   uint32_t done = 0;
   while (done < count) {  // each turn yields a byte at least
     const uint32_t bytes = std::min(count - done, 12u);
@@ -37,12 +37,12 @@ BRIX_SSSE3 uint32_t DecodeSteps(Text in, uint32_t count, uint8_t* out) {
   return done;
 }
 #else
-uint32_t DecodeSteps(Text, uint32_t, uint8_t*) { return 0; }
+uint32_t DecodeSimd(Text, uint32_t, uint8_t*) { return 0; }
 #endif
 
-void DecodeUuLine(Text in, uint32_t count, bool in_steps, MailOutput* out) {
+void DecodeUuLine(Text in, uint32_t count, bool has_simd, MailOutput* out) {
   uint8_t* to = out->at();
-  const uint32_t done = in_steps ? DecodeSteps(in, count, to) : 0;
+  const uint32_t done = has_simd ? DecodeSimd(in, count, to) : 0;
   in = in.subspan(std::min<size_t>(in.size(), (done * 4 + 2) / 3));
   to += done;
   uint32_t left = count - done;
@@ -121,7 +121,7 @@ bool CopyText(MailBody* body, MailOutput* out) {
 bool DecodeUuencode(MailBody* body, MailOutput* out) {
   constexpr std::string_view kBegin = "begin ";
   constexpr uint8_t kEnd[] = {'e', 'n', 'd'};
-  const bool in_steps = HasSteps();
+  const bool has_simd = HasSsse3();
   bool has_data = false;
   Line line;
   while (out->Room(64) && body->lines.TakeLine(&line)) {
@@ -135,7 +135,7 @@ bool DecodeUuencode(MailBody* body, MailOutput* out) {
       continue;
     }
     if (!has_data && BeginsWith(line.text, kBegin)) continue;
-    DecodeUuLine(line.text.subspan(1), CountOf(line.text), in_steps, out);
+    DecodeUuLine(line.text.subspan(1), CountOf(line.text), has_simd, out);
     has_data = true;
   }
   return out->Finish() && !body->lines.failed();

@@ -1,7 +1,7 @@
 // content_field.cpp - Content-Type, Content-Transfer-Encoding and Content-Disposition.
 //
-// A parameter is looked for at the places where one may begin: behind a semicolon that is not quoted, and at the start of
-// a continuation line. Its value ends at a semicolon or at the line's end; all its double quotes are dropped.
+// A parameter is looked for where one may begin: after a semicolon that is not quoted, and at the start of a
+// continuation line. Its value ends at a semicolon or at the line's end; all its double quotes are dropped.
 //
 // Bounds: one pass over the field for each parameter asked for; values are cut to their buffers.
 #include "formats/mail/mime/content_field.h"
@@ -39,8 +39,8 @@ void CopyValue(Text text, std::span<uint8_t>* out) {
   *out = out->first(size);
 }
 
-// The next parameter whose name begins so, in lower case, with nothing but `more` behind it; from `*from` on, which is
-// moved behind the place where it was found.
+// The next parameter that is called `name`, in lower case, with any characters of `more` after it; from `*from` on,
+// which is moved past the place where it was found.
 bool FindParameter(Text field, std::string_view name, std::string_view more, size_t* from,
                    std::span<uint8_t>* out) {
   bool quoted = false;
@@ -51,12 +51,11 @@ bool FindParameter(Text field, std::string_view name, std::string_view more, siz
     if (c != '\n' && (c != ';' || quoted)) continue;
     const Text here = SkipBlanks(field.subspan(at + 1));
     if (!BeginsWith(here, name)) continue;
-    Text behind = here.subspan(name.size());
-    while (!behind.empty() && more.find(static_cast<char>(behind[0])) != more.npos)
-      behind = behind.subspan(1);
-    behind = SkipBlanks(behind);
-    if (behind.empty() || behind[0] != '=') continue;
-    CopyValue(behind.subspan(1), out);
+    Text rest = here.subspan(name.size());
+    while (!rest.empty() && more.find(static_cast<char>(rest[0])) != more.npos) rest = rest.subspan(1);
+    rest = SkipBlanks(rest);
+    if (rest.empty() || rest[0] != '=') continue;
+    CopyValue(rest.subspan(1), out);
     ++at;
     return true;
   }
@@ -185,8 +184,8 @@ bool InterpretBeginLine(Text line, MemberState* member) {
   return true;
 }
 
-Text SniffBoundary(Text line) {
-  if (line.size() >= kSniffedLine) return {};
+Text GuessBoundary(Text line) {
+  if (line.size() > kMaxGuessedLine) return {};
   Text text = line.subspan(2);
   const auto space = std::find_if(text.begin(), text.end(), [](uint8_t c) { return c >= '\t' && c <= '\r'; });
   if (!std::all_of(space, text.end(), [](uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }))

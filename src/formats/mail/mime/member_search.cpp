@@ -1,28 +1,28 @@
 // member_search.cpp - finds the members of a message line by line; no tree of the message is built.
 //
-// Parts are found by watching for the lines that separate them, and an enclosed message is walked as if its lines were this
-// message's own, so depth costs nothing. A text part in plain encoding is not shown at once but kept pending: it is shown when
-// it ends without a uuencoded or BinHex block in it.
+// Parts are found by watching for the lines that separate them, and an enclosed message is walked as if its lines were
+// this message's own, so depth costs nothing. A text part in plain encoding is not shown at once but kept pending: it is
+// shown when it ends without a uuencoded or BinHex block in it.
 //
 // Beyond what a sound message needs:
 // - A boundary line ends a header block too. In a mailbox file a line "From ", with a field on the next, ends whatever a
 //   boundary line would, but no encoded body of a part: there it is data, and the search goes on at it afterwards if it
 //   looks like a mailbox writer's.
-// - LF CR and CR CRLF are line ends. Only when one of them is the first of its kind in a header block, or ends a boundary
-//   line, and no field follows, is it a line end and the blank line.
+// - LF CR and CR CRLF are line ends. Only when one is the first of its kind in a header block, or ends a boundary line,
+//   and no field follows, is it a line end and the blank line.
 // - A part whose body would be empty begins at the first line of its header block that is no field: its blank line is
 //   missing.
 // - A header block inside pending text ends that text, which is then shown; only when the text is a part without a header,
 //   and no blank line was met in it, were those lines the header of an enclosed message, and are not shown.
-// - Behind a block in text the search goes on at once, since another one may follow in the same part.
-// - Every boundary that a multipart names is one, with and without the backslashes in it, and the first section of one that
-//   comes in sections. What stands between a member's data and the next boundary line is passed over, but not a
-//   "content-" field behind a line that begins with two dashes: whoever reads boundaries otherwise than we do would see
+// - After a block in text the search goes on at once, since another one may follow in the same part.
+// - Every boundary that a multipart names is one, with and without the backslashes in it, and the first section of one
+//   that comes in sections. What follows a member's data, up to the next boundary line, is passed over, but not a
+//   "content-" field after a line that begins with two dashes: whoever reads boundaries otherwise than we do would see
 //   a part there.
 // - A multipart that names no boundary gets the first line that begins with two dashes.
 //
 // Bounds: a line is looked at in a search, again when it may begin a block, and once when its member is extracted; each
-// search starts behind the place where the one before stopped. Lines and fields are kept to 256 KiB.
+// search starts where the one before stopped. Lines and fields are kept to 256 KiB.
 #include "formats/mail/mime/member_search.h"
 
 #include "core/memory_stream.h"
@@ -74,7 +74,7 @@ void MemberSearch::Open(Stream* in, const FormatTable& formats) {
   member_.Clear();
   next_at_ = seen_end_ = 0;
   in_part_ = false;
-  is_mime_ = sniffs_body_ = at_end_ = false;
+  is_mime_ = guesses_boundary_ = at_end_ = false;
   records_headers_ = true;
   constexpr std::string_view kFrom = "From ";
   boundaries_.SetMailbox(lines_.Fill(static_cast<uint32_t>(kFrom.size())) &&
@@ -140,12 +140,12 @@ MemberSearch::Step MemberSearch::FoundText(uint32_t end, uint32_t next_at) {
 
 MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
   const BoundaryLine kind = boundaries_.Test(line);
-  if (kind != BoundaryLine::kNone) return MeetBoundary(line, kind);
-  if (sniffs_body_ && BeginsWith(line.text, kDashes)) {
-    const Text boundary = SniffBoundary(line.text);
-    sniffs_body_ = boundary.empty();
-    if (!sniffs_body_)
-      return boundaries_.Add(boundary) ? MeetBoundary(line, BoundaryLine::kOpening) : Step::kFailed;
+  if (kind != BoundaryLine::kNone) return OnBoundary(line, kind);
+  if (guesses_boundary_ && BeginsWith(line.text, kDashes)) {
+    const Text boundary = GuessBoundary(line.text);
+    guesses_boundary_ = boundary.empty();
+    if (!guesses_boundary_)
+      return boundaries_.Add(boundary) ? OnBoundary(line, BoundaryLine::kOpening) : Step::kFailed;
   }
   if (line.text.empty()) {
     blank_in_text_ = true;
@@ -158,22 +158,22 @@ MemberSearch::Step MemberSearch::SearchLine(const Line& line) {
     is_block_ = true;
     return Found(lines_.offset(), lines_.offset());
   }
-  if (LineBeginsWith(line.text, kContent)) return MeetHeaderBlock(line.at);
+  if (LineBeginsWith(line.text, kContent)) return OnHeaderBlock(line.at);
   NoteLineEnd(line);
   if (mail::IsBlankLine(line.text)) blank_in_text_ = true;
   if (!NoteHeaderLine(line.text)) return Step::kFailed;
-  return LineBeginsWith(line.text, "begin") ? MeetBegin(line) : Step::kGoOn;
+  return LineBeginsWith(line.text, "begin") ? OnBegin(line) : Step::kGoOn;
 }
 
-MemberSearch::Step MemberSearch::MeetBoundary(const Line& line, BoundaryLine kind) {
+MemberSearch::Step MemberSearch::OnBoundary(const Line& line, BoundaryLine kind) {
   if (text_at_ != kNone) return FoundText(line.at - last_end_size_, line.at);
   member_.Clear();
   NoteLineEnd(line);
   in_part_ = kind == BoundaryLine::kOpening;
-  return in_part_ ? MeetPartStart() : Step::kGoOn;
+  return in_part_ ? OnPartStart() : Step::kGoOn;
 }
 
-MemberSearch::Step MemberSearch::MeetPartStart() {
+MemberSearch::Step MemberSearch::OnPartStart() {
   Line line;
   if (!lines_.TakeLine(&line)) return GoOn(!lines_.failed());
   const bool is_blank = IsOfBlanks(line.text);
@@ -195,44 +195,44 @@ MemberSearch::Step MemberSearch::MeetPartStart() {
   }
   const uint32_t at = line.at;
   lines_.Seek(at);
-  return is_header ? MeetHeaderBlock(at) : Step::kGoOn;
+  return is_header ? OnHeaderBlock(at) : Step::kGoOn;
 }
 
-MemberSearch::Step MemberSearch::MeetBegin(const Line& line) {
+MemberSearch::Step MemberSearch::OnBegin(const Line& line) {
   constexpr std::string_view kEnd = "end";  // of a block without data
   bool accepted = InterpretBeginLine(line.text, &member_);
   if (accepted) {
-    const uint32_t behind = lines_.offset();
+    const uint32_t data_at = lines_.offset();
     Line data;
     bool taken = lines_.TakeLine(&data);
     while (taken && mail::IsBlankLine(data.text)) taken = lines_.TakeLine(&data);
     accepted = taken && (mail::IsUuencodedData(data.text) ||
                          (data.text.size() == kEnd.size() && BeginsWith(data.text, kEnd)));
     if (lines_.failed()) return Step::kFailed;
-    lines_.Seek(behind);
+    lines_.Seek(data_at);
     is_block_ = accepted;
-    if (accepted) return Found(behind, behind);
+    if (accepted) return Found(data_at, data_at);
   }
   member_.encoding = TransferEncoding::kNone;
   member_.name_size = 0;
   return Step::kGoOn;
 }
 
-MemberSearch::Step MemberSearch::MeetHeaderBlock(uint32_t at) {
-  const uint32_t text_end = at - last_end_size_;  // of pending text in front
+MemberSearch::Step MemberSearch::OnHeaderBlock(uint32_t at) {
+  const uint32_t text_end = at - last_end_size_;  // of pending text before it
   member_.Clear();
-  sniffs_body_ = false;
+  guesses_boundary_ = false;
   has_boundary_ = false;
   lines_.Seek(at);
   bool has_content = false;
   const BlockEnd end = ReadHeaderBlock(&has_content);
   if (end == BlockEnd::kFailed) return Step::kFailed;
   if (!has_content && end != BlockEnd::kBlank) return Step::kGoOn;
-  if (end == BlockEnd::kBlank && loose_at_ != kNone && !BodyIsEmpty()) loose_at_ = kNone;
-  if (loose_at_ != kNone) lines_.Seek(loose_at_);
+  if (end == BlockEnd::kBlank && first_non_field_at_ != kNone && !BodyIsEmpty()) first_non_field_at_ = kNone;
+  if (first_non_field_at_ != kNone) lines_.Seek(first_non_field_at_);
   const bool is_multipart = member_.content == ContentClass::kMultipart;
   if (is_multipart || (member_.content == ContentClass::kRfc822 && member_.IsPlain() && EnclosedIsMail())) {
-    sniffs_body_ = is_multipart && !has_boundary_;
+    guesses_boundary_ = is_multipart && !has_boundary_;
     if (!blank_in_text_) text_at_ = kNone;
     member_.Clear();
     return GoOn(!lines_.failed());
@@ -250,7 +250,7 @@ MemberSearch::Step MemberSearch::MeetHeaderBlock(uint32_t at) {
 MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
   Line line;
   uint32_t examined = 0;
-  loose_at_ = kNone;
+  first_non_field_at_ = kNone;
   double_ends_ = 0;
   last_is_double_ = false;
   while (lines_.TakeLine(&line)) {  // ends with the input
@@ -275,14 +275,14 @@ MemberSearch::BlockEnd MemberSearch::ReadHeaderBlock(bool* has_content) {
     *has_content |= is_content;
     if (*has_content && ++examined > kMaxHeaderLines) continue;  // the rest is passed over
     if (is_content) {
-      loose_at_ = kNone;
+      first_non_field_at_ = kNone;
       if (!ReadContentField(line)) return BlockEnd::kFailed;
     } else if (is_dashes) {
       member_.has_dash_line = true;
-      const Text boundary = SniffBoundary(line.text);
+      const Text boundary = GuessBoundary(line.text);
       if (!boundary.empty() && !boundaries_.Add(boundary)) return BlockEnd::kFailed;
-    } else if (!is_field && loose_at_ == kNone) {
-      loose_at_ = line.at;
+    } else if (!is_field && first_non_field_at_ == kNone) {
+      first_non_field_at_ = line.at;
     }
   }
   return lines_.failed() ? BlockEnd::kFailed : BlockEnd::kInput;
@@ -391,13 +391,13 @@ bool MemberSearch::Extract(Stream& out, uint32_t max_bytes, uint32_t* written) {
     return true;
   }
   Line line;
-  bool behind_dashes = false;
+  bool after_dashes = false;
   while (is_mime_ && !is_block_ && lines_.TakeLine(&line)) {  // ends with the input
-    if (boundaries_.Test(line) != BoundaryLine::kNone || (behind_dashes && BeginsWith(line.text, kContent))) {
+    if (boundaries_.Test(line) != BoundaryLine::kNone || (after_dashes && BeginsWith(line.text, kContent))) {
       lines_.Seek(line.at);
       break;
     }
-    behind_dashes = BeginsWith(line.text, kDashes);
+    after_dashes = BeginsWith(line.text, kDashes);
   }
   next_at_ = lines_.offset();
   return !lines_.failed();

@@ -20,7 +20,7 @@ class MemberSearch {
   // Looks for the next member. True with at_end(): there is none. False: a read failed, or memory is exhausted.
   [[nodiscard]] bool Next();
 
-  // Decodes the member. The search goes on behind it.
+  // Decodes the member. The search continues after it.
   [[nodiscard]] bool Extract(Stream& out, uint32_t max_bytes, uint32_t* written);
 
   [[nodiscard]] bool at_end() const { return at_end_; }
@@ -33,10 +33,10 @@ class MemberSearch {
   enum class BlockEnd : uint8_t { kBlank, kBoundary, kInput, kFailed };
 
   Step SearchLine(const mail::Line& line);
-  Step MeetBoundary(const mail::Line& line, mail::BoundaryLine kind);
-  Step MeetBegin(const mail::Line& line);
-  Step MeetHeaderBlock(uint32_t at);
-  Step MeetPartStart();
+  Step OnBoundary(const mail::Line& line, mail::BoundaryLine kind);
+  Step OnBegin(const mail::Line& line);
+  Step OnHeaderBlock(uint32_t at);
+  Step OnPartStart();
   BlockEnd ReadHeaderBlock(bool* has_content);
   [[nodiscard]] bool ReadContentField(const mail::Line& first);
   [[nodiscard]] bool AddBoundaries(mail::Text field);
@@ -71,22 +71,22 @@ class MemberSearch {
   uint32_t body_end_ = kNone;  // and of their end, when the search has seen it
   uint32_t next_at_ = 0;       // where the next search begins
 
-  bool has_boundary_ = false;   // the header block being read names one
-  uint32_t text_at_ = kNone;    // offset of the pending text part
-  uint32_t loose_at_ = kNone;   // offset of the first line of the header block that is no field
-  MemberState text_state_;      // its name
-  bool blank_in_text_ = false;  // a blank line was met in it
-  bool in_part_ = false;        // the last boundary line opened a part
-  uint32_t seen_end_ = 0;       // up to here lines "From " were taken for data of a part
-  uint32_t last_end_size_ = 0;  // of the line before: it belongs to a boundary line
+  bool has_boundary_ = false;            // the header block being read names one
+  uint32_t text_at_ = kNone;             // offset of the pending text part
+  uint32_t first_non_field_at_ = kNone;  // offset of the first line of the header block that is no field
+  MemberState text_state_;               // its name
+  bool blank_in_text_ = false;           // a blank line was met in it
+  bool in_part_ = false;                 // the last boundary line opened a part
+  uint32_t seen_end_ = 0;                // up to here lines "From " were taken for data of a part
+  uint32_t last_end_size_ = 0;           // of the line before: it belongs to a boundary line
   // The line before ends in LF CR or CR CRLF, which may as well be a line end and a blank line; and how many lines
   // of the header block end so.
   bool last_is_double_ = false;
   uint32_t double_ends_ = 0;
   bool is_mime_ = false;
   bool records_headers_ = false;
-  bool sniffs_body_ = false;  // a multipart names no boundary: the next dash line is one
-  bool is_block_ = false;     // the member is a uuencoded or BinHex block found in text
+  bool guesses_boundary_ = false;  // a multipart names no boundary: the next dash line is one
+  bool is_block_ = false;          // the member is a uuencoded or BinHex block found in text
   bool at_end_ = false;
 };
 
