@@ -159,7 +159,7 @@ TEST(MailDecoders, BinHex) {
       {"a run across the forks", BinHex("A\x90\6xx", 2, 2), "AAAA|"},
       {"a literal mark, a run of one", BinHex(std::string("\x90\0z\x90\1xx", 7), 2, 0), "\x90z|"},
       {"cut", BinHex("ab", 9, 0), "ab|"},
-      {"lines that end in CR CRLF", BinHex("abcd", 9, 0).insert(60, "\r\r\n") + "\r\n", "abcd|"},
+      {"lines that end in CR CRLF", BinHex("abcdefgh", 8, 0).insert(84, "\r\r\n"), "abcdefgh|"},
       {"an empty line ends the data", BinHex("abcd", 9, 0) + "\nrest", "abcd|rest"},
       {"boundary", BinHex("a", 9, 0) + "--b", "a|--b"},
   };
