@@ -86,7 +86,7 @@ class MimeHandler final : public ArchiveHandler {
     return Answer(SkipWhiteSpace(field.subspan(std::min(colon + 1, field.size()))), text, io_size);
   }
 
-  // A header field's value; "decoded-" in front of the name: its encoded words decoded; then "charset-" too: the
+  // A header field's value. "decoded-" before the name: with its encoded words decoded; "charset-" after that: the
   // character set of the first of them.
   [[nodiscard]] bool GetMemberProperty(const char* name, char* text, uint32_t* io_size) override {
     std::string_view asked(name);
