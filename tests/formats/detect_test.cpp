@@ -10,7 +10,9 @@
 #include "formats/microsoft/cabinet/cabinet_detect.h"
 #include "formats/registry.h"
 #include "support/bytes.h"
+#include "support/compound_builder.h"
 #include "support/detect_samples.h"
+#include "support/pe_builder.h"
 #include "support/rows.h"
 
 namespace brix {
@@ -60,6 +62,24 @@ TEST(Detect, TheFirstRowThatAnswersWins) {
       {"cabinet before RAR", Bytes().Text("x").Raw(RarSample()).Raw(CabinetSample()).U8(0), 3},
       {"RAR before mail", Bytes().Text("From me\n").Raw(RarSample()), 12},
       {"mail last", Bytes().Text("From me\n"), 9},
+  };
+  ExpectRows(rows, TypeOf);
+}
+
+// 60,000 and 0 in a row, which are an ARJ archive's end mark, too.
+TEST(Detect, SeesThroughTheEndMarkOfArj) {
+  const Bytes mark = Bytes().U32(60000).U32(0);
+  CompoundBuilder document;
+  (void)document.Stream(u"WordDocument", Bytes().Text("text"));
+  Bytes installer = PeHeaders({{100, 400}}).PatchU32(8, 60000).PadTo(500);
+  installer.U32(0).U32(0xDEADBEEF).Text("NullsoftInst").U32(100).U32(200);
+  const Rows<Bytes, uint32_t> rows = {
+      {"the mark alone", mark, 0},
+      {"the first file's size in a cabinet", CabinetSample().PadTo(44).Raw(mark), 3},
+      {"as a common packer writes it", Bytes(Fixture("cabinet/first-60000.cab")), 3},
+      {"a gzip extra field", GzipSample(Bytes().Text("text"), 4, Bytes().U16(8).Raw(mark)), 7},
+      {"a compound file's class id", Bytes(document.Build()).PatchU32(8, 60000), 17},
+      {"an installer's DOS header", installer, 21},
   };
   ExpectRows(rows, TypeOf);
 }
@@ -117,14 +137,14 @@ TEST(DetectArj, ChecksTheFirstHeaderIn64Bytes) {
       {"too long a header", ArjSample(2601), -1},
       {"a header byte differs from the CRC", Bytes(good).PatchU8(10, 0x5B), -1},
       {"cut", Bytes(good).CutTo(good.size() - 1), -1},
-      {"the marker in front spoils the search", Bytes().U8(0x60).U8(0xEA).Raw(good), -1},
       {"half a marker", Bytes().U8(0x60), -1},
+      {"an end mark", Bytes().U8(0x60).U8(0xEA).U16(0).U32(0), -1},
   };
   ExpectRows(rows, PlaceOf<arj::LocateArj>);
 }
 
-TEST(DetectArj, KeepsAcceptingAnEmptyHeader) {
-  EXPECT_TRUE(Detects<1>(Bytes().U8(0x60).U8(0xEA).U16(0).U32(0)));
+TEST(DetectArj, KeepsToTheFirstMarker) {
+  EXPECT_EQ(PlaceOf<arj::LocateArj>(Bytes().U8(0x60).U8(0xEA).Raw(ArjSample())), -1);
 }
 
 TEST(DetectLha, ChecksMethodSumAndZeros) {
