@@ -4,8 +4,8 @@
 // on its name, method and sizes. Where the walk stops is said by the records, not by the end record: it goes
 // from record to record until an end signature stands where the next would begin.
 //
-// Kept: members of compressed size 0 (folders, empty files) are never shown. Extracting replaces the header
-// offset by the data offset, so that a second extraction of the same member finds no header and fails.
+// Kept: members of compressed size 0 (folders, empty files) are never shown. A member is extracted once: that
+// replaces the header offset by the data offset, and a second extraction fails.
 //
 // Bounds: every offset is a checked sum; a sum that does not fit in 32 bits is damage. Lengths in records are
 // 16 bits wide and only the first 511 bytes of a name are read, straight into the caller's buffer. A member
@@ -101,6 +101,7 @@ class ZipHandler final : public ArchiveHandler {
     compressed_size_ = LoadLe32(fixed.data() + kRecordCompressedSize);
     uncompressed_size_ = LoadLe32(fixed.data() + kRecordUncompressedSize);
     header_offset_ = LoadLe32(fixed.data() + kRecordLocalOffset);
+    at_data_ = false;
     if (!CheckedAdd(&header_offset_, prefix_length_)) return Refuse("zip: local offset out of range");
     const uint32_t name_length = LoadLe16(fixed.data() + kRecordNameLength);
     if (!ReadName(record, kRecordBytes, name_length, name)) return Refuse("zip: name is cut");
@@ -143,8 +144,10 @@ class ZipHandler final : public ArchiveHandler {
     return true;
   }
 
-  // Lets the local header correct method and sizes, and moves the header offset to the data behind it.
+  // Lets the local header correct method and sizes, and moves the header offset to the data after it: once, since
+  // data may begin with a local header, too.
   [[nodiscard]] bool ReadLocalHeader() {
+    if (at_data_) return Refuse("zip: a member is extracted once");
     std::array<uint8_t, kLocalBytes> local;
     if (!FieldReader(*read_stream_, header_offset_).Bytes(0, local.data(), kLocalBytes)) {
       return Refuse("zip: local header is cut");
@@ -157,6 +160,7 @@ class ZipHandler final : public ArchiveHandler {
                               LoadLe16(local.data() + kLocalExtraLength);  // two 16-bit lengths
     if (!CheckedAdd(&data_offset, kLocalBytes + variable)) return Refuse("zip: data out of range");
     header_offset_ = data_offset;
+    at_data_ = true;
     const uint32_t method = LoadLe16(local.data() + kLocalMethod);
     if (method < kKnownMethods) method_kind_ = method;
     if ((LoadLe16(local.data() + kLocalFlags) & kFlagDataDescriptor) == 0) {
@@ -182,7 +186,8 @@ class ZipHandler final : public ArchiveHandler {
   uint32_t directory_position_ = 0;  // of the next record
   uint32_t prefix_length_ = 0;       // added to every stored local offset
   uint16_t flags_ = 0;               // of the current member, from the directory
-  uint32_t header_offset_ = 0;       // of its local header; once extracted, of its data
+  uint32_t header_offset_ = 0;       // of its local header, or, once extracted, of its data:
+  bool at_data_ = false;
   uint32_t compressed_size_ = 0;
   uint32_t uncompressed_size_ = 0;
   uint32_t method_kind_ = kStored;
