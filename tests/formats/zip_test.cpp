@@ -155,7 +155,8 @@ TEST(Zip, TheLocalNameReplacesTheDirectorys) {
       {"as written", zip.bytes, "a=1 local=x $"},
       {"no such header: its name is lost, and the data", Bytes(zip.bytes).PatchU8(zip.local_at[1], 'Q'),
        "a=1 directory! $"},
-      {"a header behind the end of the file", with_header_at(zip.bytes, zip.bytes.size() - 3), "a=1 damaged"},
+      {"a header that the end of the file cuts", with_header_at(zip.bytes, zip.bytes.size() - 3),
+       "a=1 directory! $"},
       {"a name that reaches behind it", with_header_at(cut_name, zip.bytes.size()), "a=1 unknown! $"},
   };
   ExpectRows(rows, kWalkOf);
@@ -185,9 +186,25 @@ TEST(Zip, DamagedRecordsStopTheWalk) {
       // A record that begins in the end record: its fixed part is cut.
       {"record cut in its fixed part", patched(second + 32, 18).PatchU32(zip.end_at + 18, 0x02014B50),
        "a=1 b=2 damaged"},
-      // A stored directory offset one too small makes a prefix of 1.
-      {"a local offset that wraps with the prefix",
-       patched(zip.end_at + 16, zip.directory_at - 1).PatchU32(second + 42, 0xFFFFFFFF), "a! damaged"},
+  };
+  ExpectRows(rows, kWalkOf);
+}
+
+TEST(Zip, ARecordOfNoLocalHeaderIsAMemberThatFails) {
+  const ZipFile zip = BuildZip({StoredMember("a", "1"), StoredMember("b", "2"), StoredMember("c", "3")});
+  const auto second_at = [&](uint32_t offset) {
+    return Bytes(zip.bytes).PatchU32(zip.record_at[1] + 42, offset);
+  };
+  Bytes unnamed =
+      Bytes(zip.bytes).PatchU32(zip.record_at[1] + 42, 0x7FFFFFF0).PatchU8(zip.record_at[1] + 46, 0);
+  const Rows<Bytes, const char*> rows = {
+      {"at the end of the file", second_at(zip.bytes.size()), "a=1 b! c=3 $"},
+      {"far outside", second_at(0x7FFFFFF0), "a=1 b! c=3 $"},
+      {"the last offset of all", second_at(0xFFFFFFFF), "a=1 b! c=3 $"},
+      {"without a name", unnamed, "a=1 unknown! c=3 $"},
+      // A stored directory offset one too small makes a prefix of 1, which all others miss their headers by.
+      {"a sum with the prefix that does not fit",
+       second_at(0xFFFFFFFF).PatchU32(zip.end_at + 16, zip.directory_at - 1), "a! b! c! $"},
   };
   ExpectRows(rows, kWalkOf);
 }

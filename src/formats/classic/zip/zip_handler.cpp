@@ -7,10 +7,13 @@
 // Kept: members of compressed size 0 (folders, empty files) are never shown. A member is extracted once: that
 // replaces the header offset by the data offset, and a second extraction fails.
 //
-// Bounds: every offset is a checked sum; a sum that does not fit in 32 bits is damage. Lengths in records are
-// 16 bits wide and only the first 511 bytes of a name are read, straight into the caller's buffer. A member
-// costs six small cached reads to list and nothing is allocated for it: decoders are made for the first
-// member that needs them and kept.
+// A record whose local header is not in the file is a member all the same: it has the directory's name, and its
+// extraction fails.
+//
+// Bounds: every offset is a checked sum; a local offset whose sum does not fit in 32 bits is outside the file, any
+// other such sum is damage. Lengths in records are 16 bits wide and only the first 511 bytes of a name are read,
+// straight into the caller's buffer. A member costs six small cached reads to list and nothing is allocated for it:
+// decoders are made for the first member that needs them and kept.
 #include "formats/classic/zip/zip_handler.h"
 
 #include <algorithm>
@@ -48,6 +51,7 @@ class ZipHandler final : public ArchiveHandler {
     if (!LocateDirectory(*read_stream_, &directory)) return false;
     directory_position_ = directory.position;
     prefix_length_ = directory.prefix_length;
+    if (!read_stream_->GetSize(&stream_size_)) return Refuse("zip: no stream size");
     return NextMember(name);
   }
 
@@ -76,7 +80,7 @@ class ZipHandler final : public ArchiveHandler {
     if (!MayExtract() || !ReadLocalHeader()) return false;
     Decoder* const decoder = decoders_.Prepare(method_kind_, flags_);
     if (decoder == nullptr) return Refuse("zip: no decoder");
-    if (method_kind_ == kStored && !CutStoredSizes()) return false;
+    if (method_kind_ == kStored) CutStoredSizes();
     RangeStream data(read_stream_, header_offset_, compressed_size_);
     const uint32_t size = uncompressed_size_ == 0 ? kUnknownSize : uncompressed_size_;
     *written = max_bytes == 0 ? size : std::min(max_bytes, size);
@@ -102,7 +106,7 @@ class ZipHandler final : public ArchiveHandler {
     uncompressed_size_ = LoadLe32(fixed.data() + kRecordUncompressedSize);
     header_offset_ = LoadLe32(fixed.data() + kRecordLocalOffset);
     at_data_ = false;
-    if (!CheckedAdd(&header_offset_, prefix_length_)) return Refuse("zip: local offset out of range");
+    if (!CheckedAdd(&header_offset_, prefix_length_)) header_offset_ = UINT32_MAX;  // no place in a file
     const uint32_t name_length = LoadLe16(fixed.data() + kRecordNameLength);
     if (!ReadName(record, kRecordBytes, name_length, name)) return Refuse("zip: name is cut");
     if (!ReadLocalName(name)) return false;
@@ -112,15 +116,17 @@ class ZipHandler final : public ArchiveHandler {
     return true;
   }
 
-  // Lets the name in the local header replace the directory's. A header that is not there leaves the
-  // directory's; a name in it that cannot be read gives "unknown".
+  // Lets the name in the local header replace the directory's. A header that is not there, or not wholly in the
+  // file, leaves the directory's; a name in it that cannot be read gives "unknown".
   [[nodiscard]] bool ReadLocalName(char* name) const {
+    if (!Fits(header_offset_, kLocalBytes, stream_size_)) return true;
     FieldReader local(*read_stream_, header_offset_);
     Signature signature;
-    if (!local.Bytes(0, signature.data(), sizeof signature)) return Refuse("zip: local header out of range");
+    if (!local.Bytes(0, signature.data(), sizeof signature))
+      return Refuse("zip: local header cannot be read");
     if (signature != kLocalSignature) return true;
     const uint32_t length = local.U16(kLocalNameLength);
-    if (!local.ok()) return Refuse("zip: local header is cut");
+    if (!local.ok()) return Refuse("zip: local header cannot be read");
     if (length != 0 && !ReadName(local, kLocalBytes, length, name)) CopyName(kUnknownName, name);
     return true;
   }
@@ -175,14 +181,12 @@ class ZipHandler final : public ArchiveHandler {
   }
 
   // A stored member of a file that was cut reaches to the end of the file.
-  [[nodiscard]] bool CutStoredSizes() {
-    uint32_t stream_size = 0;
-    if (!read_stream_->GetSize(&stream_size)) return Refuse("zip: no stream size");
-    compressed_size_ = std::min(compressed_size_, stream_size - std::min(header_offset_, stream_size));
+  void CutStoredSizes() {
+    compressed_size_ = std::min(compressed_size_, stream_size_ - std::min(header_offset_, stream_size_));
     uncompressed_size_ = compressed_size_;
-    return true;
   }
 
+  uint32_t stream_size_ = 0;
   uint32_t directory_position_ = 0;  // of the next record
   uint32_t prefix_length_ = 0;       // added to every stored local offset
   uint16_t flags_ = 0;               // of the current member, from the directory
