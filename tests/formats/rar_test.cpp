@@ -112,7 +112,9 @@ TEST(Rar, WalksTheBlocks) {
       {"a method that is none", file({"f", {'x'}, 1, 29, '6'}), "f!3 b=2 $"},
       {"no method", file({"f", {'x'}, 1, 29, '/'}), "f!3 b=2 $"},
       {"stored data longer than they are said to be", file({"f", {'x', 'y'}, 1, 29, '0'}), "f=x b=2 $"},
-      {"stored data shorter", file({"f", {'x'}, 2, 29, '0'}), "f=x! b=2 $"},
+      {"stored data shorter", file({"f", {'x'}, 2, 29, '0'}), "f=x b=2 $"},
+      {"and cut by the end of the file",
+       after(RarFile({"f", {'x', 'y'}, 3, 29, '0'})).CutTo(RarStart().size() + 34), "f=x! damaged"},
   };
   ExpectRows(rows, WalkOf);
 }

@@ -70,6 +70,7 @@ class RarHandler final : public ArchiveHandler {
     const FileBlock& file = block_.file;
     *written = max_bytes == 0 ? file.unpacked_size : std::min(max_bytes, file.unpacked_size);
     if (file.compressed()) return chain_.Extract(block_, *out, written);
+    *written = std::min(*written, file.packed_size);  // stored: there is no more, whatever the size says
     RangeStream data(read_stream_, file.data_at, file.packed_size);
     return stored_.Decode(data, *out, written);
   }
