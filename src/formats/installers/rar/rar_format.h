@@ -47,7 +47,7 @@ inline constexpr uint32_t kVersion29 = 29;
 inline constexpr uint32_t kMethodStored = '0';
 inline constexpr uint32_t kMethodBest = '5';
 
-inline constexpr uint32_t kHintSolid = 3;  // what GetMemberHint makes of a solid member
+inline constexpr uint32_t kHintSolid = 3;  // what GetMemberHint makes of a solid archive
 
 // What may be decoded only to reach a later member, in bytes: of one archive, and more with each extraction.
 inline constexpr uint64_t kFirstAllowance = uint64_t{8} << 30;

@@ -48,6 +48,7 @@ class RarHandler final : public ArchiveHandler {
       next_at_ = block_.next;
       switch (block_.type) {
         case kArchive:
+          is_solid_ = (block_.flags & kArchiveSolid) != 0;
           if ((block_.flags & kArchiveEncrypted) == 0) break;
           memberStatus = kMemberEncrypted;
           return Refuse("rar: encrypted headers");
@@ -79,7 +80,8 @@ class RarHandler final : public ArchiveHandler {
     return AnswerSize(block_.file.unpacked_size, value, io_size);
   }
 
-  [[nodiscard]] uint32_t GetMemberHint() override { return block_.file.solid() ? kHintSolid : 0; }
+  // Of the archive, whatever the member itself is.
+  [[nodiscard]] uint32_t GetMemberHint() override { return is_solid_ ? kHintSolid : 0; }
 
  private:
   // Takes up the file's block; `*shown` is false for one that is no member.
@@ -104,7 +106,8 @@ class RarHandler final : public ArchiveHandler {
   }
 
   uint32_t file_size_ = 0;
-  uint32_t next_at_ = 0;  // the block to read next
+  uint32_t next_at_ = 0;   // the block to read next
+  bool is_solid_ = false;  // says the archive's block
   bool ended_ = false;
   Block block_;  // the current member's
   Chain chain_;
