@@ -76,6 +76,7 @@ TEST(Nsis, JoinsTheOutputDirectory) {
   };
   constexpr uint32_t kPath = 11, kOnlyMake = 1011, kAssign = 25;
   const Text16 out_dir = u"\xFD\x96\x80", saved = u"\xFD\x9F\x80", saved_before = u"\xFD\x9D\x80";
+  const Text16 out_dir3 = u"\x03\x96\x80", saved3 = u"\x03\x9F\x80";  // of version 3
   const Rows<std::vector<Step>, std::string> rows = {
       {"none", {}, "$INSTDIR\\a=A $"},
       {"a directory", {{kPath, 0, u"C:\\d"}}, "C:\\d\\a=A $"},
@@ -87,6 +88,18 @@ TEST(Nsis, JoinsTheOutputDirectory) {
       {"kept by its older number",
        {{kPath, 0, u"C:\\d"}, {kAssign, 29, out_dir}, {kPath, 0, u"C:\\e"}, {kPath, 0, saved_before}},
        "C:\\d\\a=A $"},
+      {"by either number when none is kept",
+       {{kPath, 0, u"C:\\d"}, {kPath, 0, saved_before + u"\\e"}},
+       "$_OUTDIR\\e\\a=A $"},
+      {"version 3: below the one kept",
+       {{kPath, 0, u"C:\\d"}, {kAssign, 31, out_dir3}, {kPath, 0, u"C:\\e"}, {kPath, 0, saved3 + u"\\f"}},
+       "C:\\d\\f\\a=A $"},
+      {"version 3: kept no longer",
+       {{kAssign, 31, out_dir3}, {kAssign, 31, u"text"}, {kPath, 0, saved3 + u"\\f"}},
+       "$_OUTDIR\\f\\a=A $"},
+      {"version 3: a window, not the older number",
+       {{kAssign, 29, out_dir3}, {kPath, 0, u"\x03\x9D\x80\\e"}},
+       "$HWNDPARENT\\e\\a=A $"},
       {"assigned", {{kAssign, 22, u"C:\\e"}}, "C:\\e\\a=A $"},
       {"too long", {{kPath, 0, Text16(1021, u'a') + saved}}, "unknown=A $"},
   };
@@ -205,6 +218,28 @@ TEST(Nsis, DamageFailsWhatItIsIn) {
       {"a compressed block that is not", Bytes(file).PatchU32(data, 0x80000001), "$INSTDIR\\a! $"},
   };
   ExpectRows(rows, [](const Bytes& bytes) { return WalkText(kNsis, bytes.data); });
+}
+
+// The stated length counts from the first header, whose place is 512.
+TEST(Nsis, TheStatedArchiveLengthBoundsTheData) {
+  for (const NsisData data : kLayouts) {
+    NsisBuilder installer;
+    installer.data = data;
+    const Bytes file = installer.File(u"a", installer.Block("text")).Build();
+    const uint32_t whole = file.size() - 512;
+    const auto stating = [&](uint32_t length) { return Bytes(file).PatchU32(536, length); };
+    const Rows<Bytes, const char*> rows = {
+        {"a signature after the archive", Bytes(file).Fill(1000, 's'), "$INSTDIR\\a=text $"},
+        {"more than there is", stating(0xFFFFFFFF), "$INSTDIR\\a=text $"},
+        {"without the checksum", stating(whole - 4), "$INSTDIR\\a=text $"},
+        {"the script cut", stating(40), "damaged"},
+        {"less than a block's length", stating(30), "damaged"},
+        {"nothing", stating(0), "damaged"},
+    };
+    ExpectRows(rows, [](const Bytes& bytes) { return WalkText(kNsis, bytes.data); });
+    const Walk walk = WalkWith(kNsis, stating(whole - 6).data);
+    EXPECT_TRUE(walk.finished && walk.members.size() == 1 && !walk.members[0].extracted) << "the block cut";
+  }
 }
 
 // Each pair of files costs the whole of the data in front of the second, which are 4 MiB.

@@ -7,6 +7,8 @@ namespace brix::nsis {
 
 // First header, at the end of the executable image; nsis_detect.cpp looks at its signature.
 inline constexpr uint32_t kHeaderLength = 20;  // bytes of the script header, as it decodes
+inline constexpr uint32_t kArchiveLength =
+    24;  // bytes from the first header on, a checksum at their end included
 inline constexpr uint32_t kFirstHeaderBytes = 28;
 
 // A block of data: its length and its bytes.
@@ -36,9 +38,10 @@ inline constexpr uint32_t kOpUninstallerMost = 70;
 // Variables.
 inline constexpr uint32_t kVariableInstallDirectory = 21;
 inline constexpr uint32_t kVariableOutputDirectory = 22;
-// Where a script that adds a folder's files keeps the output directory meanwhile; the former until 2.25.
+// _OUTDIR, where a script that adds a folder's files keeps the output directory meanwhile. Until 2.25 it had another
+// number, which is HWNDPARENT's now.
+inline constexpr uint32_t kVariableSavedDirectory = 31;
 inline constexpr uint32_t kVariableSavedDirectory2 = 29;
-inline constexpr uint32_t kVariableSavedDirectory3 = 31;
 
 // A string's number with this bit is that of a string in the language tables.
 inline constexpr uint32_t kLanguageString = 0x80000000;

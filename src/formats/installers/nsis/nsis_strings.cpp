@@ -249,7 +249,7 @@ bool ScriptStrings::AppendCode(const Token& token, ExpandedText* text) const {
   if (token.kind == Kind::kFolder) fits = AppendFolder(token, &code);
   if (token.kind == Kind::kVariable) {
     const std::span<const std::string_view> names =
-        codes_ == Codes::kHigh ? std::span<const std::string_view>(kNames2) : kNames3;
+        IsVersion2() ? std::span<const std::string_view>(kNames2) : kNames3;
     const uint32_t number = token.variable();
     const char digit = static_cast<char>('0' + number % 10);
     fits = code.Append("$");
