@@ -7,6 +7,7 @@
 #include "formats/registry.h"
 #include "support/detect_samples.h"
 #include "support/handler_walk.h"
+#include "support/recording_stream.h"
 #include "support/rows.h"
 #include "support/tar_builder.h"
 
@@ -78,6 +79,9 @@ TEST(Tar, SparseFilesGetTheirHoles) {
       {"and a hole", sparse(two, 6, "abcd"), "..abc. next=n $"},
       {"a length of 0 ends the map of its block alone",
        sparse({{0, 1}, {5, 0}, {1, 1}, {0, 0}, {2, 1}}, 3, "ab"), "a.b next=n $"},
+      {"a chunk beyond the stored size", sparse({{2, 3}, {7, 2}, {12, 1}}, 20, "abcd"), "..abc..d! next=n $"},
+      {"a chunk behind it", sparse({{0, 4}, {6, 1}}, 20, "abcd"), "abcd..! next=n $"},
+      {"a chunk beyond both sizes", sparse({{0, 90}}, 4, "abcd"), "abcd next=n $"},
       {"chunks that go back are appended", sparse({{3, 2}, {0, 2}}, 8, "abcd"), "...abcd. next=n $"},
       {"no real size", Sealed(Bytes(plain).PatchU8(483, 'x')), ""},
       {"an extension block behind the end of the file", Sealed(Bytes(plain).PatchU8(482, 1).CutTo(512)), ""},
@@ -108,6 +112,33 @@ TEST(Tar, KeepsTheStoredSizeAsTheSizeOfASparseMember) {
     EXPECT_EQ(size, 200000u);
     EXPECT_EQ(std::ranges::count(out.bytes(), 'x'), 40000);
   }
+}
+
+// Their bytes would lie behind the next members' headers, so that the inflater would begin anew for each of these.
+TEST(Tar, ChunksBeyondTheStoredSizeCostNothing) {
+  Bytes tar = TarFile("skipped", std::string(1 << 20, 's'), 'x');
+  std::string expected;
+  for (int i = 0; i < 20; ++i) {
+    tar.Raw(SparseFile({{0, 100000}}, 100000, ""));
+    expected += "sparse! ";
+  }
+  const Bytes file = GzipSample(tar.Fill(200000, 0));
+  EXPECT_EQ(WalkText(kTar, file.data), expected + "$");
+
+  RecordingStream in;
+  uint32_t written = 0;
+  ASSERT_TRUE(in.memory.WriteAt(0, file.data.data(), file.size(), &written));
+  const std::unique_ptr<ArchiveHandler> handler(Formats().CreateArchiveHandlerAnyType(&in, 0, 0));
+  char name[kNameBufferSize];
+  ASSERT_TRUE(handler->OpenArchive(name));
+  while (name[0] != '\0') {
+    MemoryStream out;
+    EXPECT_FALSE(handler->ExtractMember(&out, 0, &written));
+    ASSERT_TRUE(handler->NextMember(name));
+  }
+  uint64_t read = 0;
+  for (const auto& [offset, size] : in.reads) read += size;
+  EXPECT_LT(read, 2 * file.size());
 }
 
 TEST(Tar, DetectionAndOpeningReadTheSameGzipHeader) {
