@@ -174,6 +174,19 @@ TEST(RarDecoder, KeepsAnEarlyEndASuccess) {
   EXPECT_EQ(Decode29(packed.Header().Text("short").End(), 100), packed.plain);
 }
 
+TEST(RarDecoder, KeepsOutputBehindTheSizeForTheNextMember) {
+  RarPacked first, second;
+  first.Header().Text("size, and more").End(3);
+  second.window = first.plain;
+  second.Match(8, 8).End();
+  RarDecoder decoder;
+  EXPECT_EQ(Text(Decode(decoder, first.bits.bytes(), Method::kRar29, 4).value_or(Data())), "size");
+  uint64_t allowance = 100;
+  FixedMemoryStream in(first.bits.bytes());
+  EXPECT_TRUE(decoder.Finish(in, &allowance));
+  EXPECT_EQ(Text(Decode(decoder, second.bits.bytes(), Method::kRar29, 8, true).value_or(Data())), "and more");
+}
+
 TEST(RarDecoder, DamageIsRefused) {
   const auto text = [] {
     RarPacked packed;

@@ -33,12 +33,10 @@ TEST(Nsis, ExpandsStrings) {
       {"variable 1", u"\xFD\x81\x80", "$1"},
       {"variable 11, without the high bits", u"\xFD\x0B\x80\\x", "$R1\\x"},
       {"the installation directory", u"\xFD\x95\x80", "$INSTDIR"},
-      {"variable 30", u"\xFD\x9E\x80", "$[30]"},
       {"folder 26", u"\xFE\x02\x1A", "$QUICKLAUNCH"},
       {"folder without a name", u"\xFE\x02\x03", "$"},
       {"last folder of the table", u"\xFE\x02\x39", "$RESOURCES_LOCALIZED"},
-      {"folder 59", u"\xFE\x02\x3B", "$SHELL[59]"},
-      {"language string, quoted character", u"x\xFF\x81\x80y\xFC\xFC\x41z", "$INSTDIR\\xNSIS_LANG_CODEyz"},
+      {"language string", u"x\xFF\x81\x80y", "$INSTDIR\\xNSIS_LANG_CODEy"},
       {"drive", u"C:\\x", "C:\\x"},
       {"cut at 1,024 bytes", Text16(1500, u'a'), all_a},
       {"a code at 1,020", filled(1020, u"\xFD\x81\x80"), all_a},
@@ -47,7 +45,6 @@ TEST(Nsis, ExpandsStrings) {
       {"a code that comes to 1,024 bytes", filled(1016, u"\xFD\x95\x80"), "unknown"},
       {"version 3: variable 27", u"\x03\x9B\x80", "$EXEPATH"},
       {"version 3: variable 32", u"\x03\xA0\x80", "$[32]"},
-      {"version 3: folder of the user", u"\x02\x02\x17\\x", "$SMPROGRAMS\\x"},
       {"version 3: application data", u"\x02\x1A\x23", "$APPDATA"},
       {"version 3: common files of 64 bits", u"\x02\xD1\x46", "$COMMONFILES64"},
       {"version 3: language, quoted", u"x\x01\x81\x80\x04\x02\xFDy", "$INSTDIR\\xNSIS_LANG_CODE\x02\xFDy"},
@@ -63,8 +60,16 @@ TEST(Nsis, ExpandsStrings) {
   ExpectRows(units, [](const Text16& text) { return NameOf(text, true); });
 }
 
-TEST(Nsis, KeepsTheFolderOfAllUsersAsVersion2sName) {
-  EXPECT_EQ(NameOf(u"\xFE\x02\x17", false), "$COMMONFILES");
+TEST(Nsis, KeepsOldTablesForVersion2) {
+  const Rows<Text16, std::string> rows = {
+      {"variable 29", u"\xFD\x9D\x80", "$_OUTDIR"},
+      {"variable 30", u"\xFD\x9E\x80", "$[30]"},
+      {"folder by the second parameter, that of all users", u"\xFE\x02\x17", "$COMMONFILES"},
+      {"version 3 by the first", u"\x02\x02\x17\\x", "$SMPROGRAMS\\x"},
+      {"folder 59", u"\xFE\x02\x3B", "$SHELL[59]"},
+      {"quoted character", u"x\xFC\xFC\x41z", "$INSTDIR\\xz"},
+  };
+  ExpectRows(rows, [](const Text16& text) { return NameOf(text, false); });
 }
 
 // A file stands where the entries in front of it say: each an opcode, its first parameter, unless a string is that,

@@ -47,7 +47,6 @@ TEST(Tar, WalksFilesByTheirHeaders) {
       {"a second header's checksum", then(Bytes(b).PatchU8(0, 'c')), "a=first damaged"},
       {"a size that reaches behind the file", with_size("7777777"), "a=first big=data! damaged"},
       {"and behind 4 GiB", with_size("37777777777"), "a=first big=data! damaged"},
-      {"zeros at the start are no end", Ended(Bytes().Fill(512, 0).Raw(a)), "damaged"},
   };
   ExpectRows(rows, kWalkOf);
   EXPECT_EQ(WalkOf(then(b), 3), "a=fir b=bbb $");
@@ -57,6 +56,18 @@ TEST(Tar, KeepsLongNameRecordsOutOfTheWalkAndUnused) {
   const Bytes records =
       TarFile("././@LongLink", "a longer name", 'L').Raw(TarFile("x", "14 path=longer\n", 'x'));
   EXPECT_EQ(WalkOf(Ended(Bytes(records).Raw(TarFile("short", "x")))), "short=x $");
+  Bytes prefixed = TarFile("name", "x");
+  PutText(PutText(prefixed, 257,
+                  std::string_view("ustar\0"
+                                   "00",
+                                   8)),
+          345, "folder");
+  EXPECT_EQ(WalkOf(Ended(Sealed(prefixed))), "name=x $") << "the path prefix of ustar";
+}
+
+TEST(Tar, KeepsZerosAtTheStartFromBeingAnEnd) {
+  EXPECT_EQ(WalkOf(Ended(Bytes().Fill(512, 0).Raw(TarFile("a", "first")))), "damaged");
+  EXPECT_EQ(WalkOf(Ended(Bytes())), "damaged");
 }
 
 TEST(Tar, SparseFilesGetTheirHoles) {
@@ -141,14 +152,17 @@ TEST(Tar, ChunksBeyondTheStoredSizeCostNothing) {
   EXPECT_LT(read, 2 * file.size());
 }
 
-TEST(Tar, DetectionAndOpeningReadTheSameGzipHeader) {
+TEST(Tar, KeepsToTheFirstGzipMemberWhateverItsHeader) {
   const Bytes tar = TarFile("a", "first");
   const Bytes fields = Bytes().U16(1).U8(9).Fill(700, 'n').U8(0).Text("comment").U8(0).U16(0);
-  // Of several gzip members only the first is read.
   const Bytes file = GzipSample(Ended(tar), 30, fields).Raw(GzipSample(Ended(TarFile("b", "second"))));
   FixedMemoryStream in(file.data);
   EXPECT_EQ(Formats().DetectArchiveType(in, 0), kTar);
   EXPECT_EQ(WalkText(kTar, file.data), "a=first $");
+  // A tar that begins as gzip is none.
+  const Bytes named = Ended(TarFile("\x1F\x8B\x08", "x"));
+  FixedMemoryStream named_in(named.data);
+  EXPECT_EQ(Formats().DetectArchiveType(named_in, 0), 7u);
 }
 
 TEST(Tar, Sweep) {

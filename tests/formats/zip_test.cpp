@@ -182,9 +182,27 @@ TEST(Zip, DamagedRecordsStopTheWalk) {
       {"comment length of the first", patched(zip.record_at[0] + 32, 1), "a=1 damaged"},
       {"extra fields behind the end of the file", patched(second + 30, 0xFFFF), "a=1 b=2 damaged"},
       {"name behind the end of the file", patched(second + 28, 100), "a=1 damaged"},
-      {"no end signature where the walk ends", patched(second + 32, 1), "a=1 b=2 damaged"},
       // A record that begins in the end record: its fixed part is cut.
       {"record cut in its fixed part", patched(second + 32, 18).PatchU32(zip.end_at + 18, 0x02014B50),
+       "a=1 b=2 damaged"},
+  };
+  ExpectRows(rows, kWalkOf);
+}
+
+TEST(Zip, KeepsFollowingRecordsToAnEndSignature) {
+  const ZipFile zip = BuildZip({StoredMember("a", "1"), StoredMember("b", "2")});
+  const uint32_t second = zip.record_at[1];
+  const auto patched = [&](uint32_t at, uint32_t value) { return Bytes(zip.bytes).PatchU32(at, value); };
+  const Bytes until_end = Bytes(zip.bytes).CutTo(zip.end_at);
+  const Bytes end(std::vector<uint8_t>(zip.bytes.data.begin() + zip.end_at, zip.bytes.data.end()));
+  const Rows<Bytes, const char*> rows = {
+      {"a count of one", patched(zip.end_at + 8, 0x00010001), "a=1 b=2 $"},
+      {"a count of three", patched(zip.end_at + 8, 0x00030003), "a=1 b=2 $"},
+      {"an earlier end signature", patched(second, 0x06054B50), "a=1 $"},
+      {"none", patched(second + 30, 0x00010000), "a=1 b=2 damaged"},
+      {"a ZIP64 record in front of it, whose size is counted",
+       Bytes(until_end).Text("PK\6\6").Fill(52, 0).Raw(end).PatchU32(zip.end_at + 56 + 12,
+                                                                     zip.end_at - zip.directory_at + 56),
        "a=1 b=2 damaged"},
   };
   ExpectRows(rows, kWalkOf);

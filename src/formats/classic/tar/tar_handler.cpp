@@ -5,7 +5,7 @@
 //
 // Kept: long-name and pax records are skipped like folders and links, so their members show under the first 100 bytes
 // that the header holds; the path prefix of ustar is not read either. A sparse member's size is the stored one, and its
-// data the whole file.
+// data the whole file. A block of zeros at the very start is no end but a header with a bad checksum.
 //
 // A sparse member whose map asks for more than its stored size is damaged: what is stored comes out, and then it fails.
 // The bytes after these are other members'; a map that reached them would make the inflater go back for the next header.

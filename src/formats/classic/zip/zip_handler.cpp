@@ -1,8 +1,10 @@
 // zip_handler.cpp - walks a ZIP archive's central directory and extracts members by their local headers.
 //
 // The directory says which members there are; the local header in front of a member's data has the last word
-// on its name, method and sizes. Where the walk stops is said by the records, not by the end record: it goes
-// from record to record until an end signature stands where the next would begin.
+// on its name, method and sizes.
+//
+// Kept: the walk goes from record to record until an end signature is where the next would begin; anything else
+// there is damage. The end record's counts are not looked at.
 //
 // Kept: members of compressed size 0 (folders, empty files) are never shown. A member is extracted once: that
 // replaces the header offset by the data offset, and a second extraction fails.
