@@ -31,7 +31,7 @@ inline constexpr uint32_t kOpCreateDirectory = 11;  // path, whether it becomes 
 inline constexpr uint32_t kOpExtractFile = 20;      // flags, name, offset of the block, time (2), a message
 inline constexpr uint32_t kOpAssign = 25;           // variable, text, longest length, start
 inline constexpr uint32_t kOpUninstaller = 62;  // name, offset of the block, length of patches, whole path
-// Builds with more instructions have the last one a few numbers further on.
+// In builds with other instructions it has a number in this range.
 inline constexpr uint32_t kOpUninstallerLeast = 58;
 inline constexpr uint32_t kOpUninstallerMost = 70;
 

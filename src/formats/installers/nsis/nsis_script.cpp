@@ -9,8 +9,8 @@
 // strings: the name, and the name behind the installation directory. Without such an entry the usual number counts.
 //
 // Bounds: the walk ends by the count of entries, of which those that lie in the header count. 16 bytes are kept for
-// each file listed, and 4; a chain of earlier files is followed for 64 of them, so that a script made for the purpose
-// shows a file twice rather than taking long.
+// each file listed, twice that just after they have grown, and at most 2 for each entry. A chain of earlier files is
+// followed for 64 of them, so that a script made for the purpose shows a file twice rather than taking long.
 #include "formats/installers/nsis/nsis_script.h"
 
 #include <algorithm>

@@ -4,8 +4,9 @@
 // directories. The archive may stand behind up to a kilobyte of something else.
 //
 // Kept: no checksum is verified, neither of a header nor of a file; damage shows as blocks or data that cannot be read.
-// Files of 4 GiB and more show with the low halves of their sizes, and a packed size counts without its flag. The walk ends at the end block, or where the file
-// ends behind a block; whatever else is damage. A dictionary's size is not looked at (rar_decoder.cpp).
+// Files of 4 GiB and more show with the low halves of their sizes, and a packed size counts without its flag. The walk
+// ends at the end block, or where the file ends with a block; whatever else is damage. A dictionary's size is not looked
+// at (rar_decoder.cpp).
 //
 // Bounds: every block has a header of at least one byte, so the walk ends; offsets are checked sums. At most 511 bytes
 // of a name are read. Nothing is kept or allocated for a member: the decoder is one for all (rar_chain.cpp).
