@@ -68,10 +68,16 @@ TEST(Lzma, EndsAtTheSizeOrAtTheMark) {
     EXPECT_EQ(decoded.data.size(), there) << size;
     EXPECT_FALSE(size > whole.size() && decoded.ok) << "a mark before the end: " << size;
   }
-  Data marked = file;
-  marked.back() ^= 1;
-  EXPECT_FALSE(DecodeFixture(decoder, marked).ok) << "bits behind the end mark";
-  EXPECT_TRUE(DecodeFixture(decoder, marked, 1000, whole.size()).ok) << "which are not looked at";
+}
+
+TEST(Lzma, KeepsWhatFollowsTheStreamUnread) {
+  LzmaDecoder decoder;
+  Data file = LzmaFile("lc3-lp0-pb2.lzma");
+  const Decoded whole = DecodeFixture(decoder, file);
+  EXPECT_EQ(DecodeFixture(decoder, Bytes(file).Fill(100, 0xFF).data), whole);
+  file.back() ^= 1;
+  EXPECT_FALSE(DecodeFixture(decoder, file).ok) << "bits behind the end mark";
+  EXPECT_TRUE(DecodeFixture(decoder, file, 1000, whole.data.size()).ok) << "which a known size leaves unread";
 }
 
 TEST(Lzma, RefusesBadPropertiesAndFirstBytes) {
