@@ -107,8 +107,28 @@ TEST(PowerPoint, FindsEmbeddedObjectsAmongItsRecords) {
        "a=text $"},
       {"deeper than is looked at", deep.Raw(object), "a=text $"},
       {"a length behind the end", Record(0, 1, Bytes()).PatchU32(4, 0xFFFFFFFF).Raw(object), "$"},
+      {"an object's length past the stream, its data whole", Bytes(object).PatchU32(4, 0xFFFFFFFF),
+       "a=text $"},
+      {"past its container, too", Record(15, 1000, Bytes(object).PatchU32(4, packed.size() + 1)).Raw(object),
+       "a=text a=text $"},
+      {"past it, as its data are", Record(15, 1000, object).PatchU32(4, 20), "a=text $"},
+      {"past the stream, and the data cut", Bytes(object).CutTo(object.size() - 1), "$"},
+      {"of an object as it is, cut at its container",
+       Record(15, 1000, Record(0x10, 4113, storage).PatchU32(4, 0xFFFFFFFF)).Raw(object), "a=text a=text $"},
   };
   ExpectRows(rows, [](const Bytes& r) { return WalkLine(kPowerPoint, With(u"PowerPoint Document", r)); });
+}
+
+TEST(PowerPoint, BoundsWhatRecordsReadPastTheirContainers) {
+  // Each object's data run through all containers that follow: a stored block hides the next one's headers.
+  const Bytes object = Bytes().U32(0x13FFFFF).U16(0x9C78).U8(0).U16(22).U16(0xFFFF - 22);
+  const Bytes unit = Record(15, 1000, Record(0x10, 4113, object).PatchU32(4, 0x7FFFFFFF));
+  const Bytes whole = Record(0x10, 4113, With(kPackageName, Packaged("a", "text")));
+  for (const auto& [count, line] : {std::pair(100, "a=text $"), {3000, "a=text damaged"}}) {
+    Bytes records;
+    for (int i = 0; i < count; ++i) records.Raw(unit);
+    EXPECT_EQ(WalkLine(kPowerPoint, With(u"PowerPoint Document", records.Raw(whole))), line) << count;
+  }
 }
 
 TEST(Office, KeepsGoingOnWhereAnExtractionWithALimitEnded) {
