@@ -145,11 +145,15 @@ TEST(Cabinet, EachMethodInAnyOrderOfMembers) {
 
 TEST(Cabinet, DamageCostsNoMoreThanTheMethodMakesIt) {
   // One member a block, then all of them.
-  const auto walk = [](uint32_t method, size_t block, uint32_t at, uint32_t value) {
+  const auto walk = [](uint32_t method, size_t block, uint32_t at, uint32_t value, bool wide = false) {
     Cabinet cabinet = Sample(method);
     cabinet.files = {{"1", 6, 0}, {"2", 2, 6}, {"3", 6, 8}, {"3", 6, 8}, {"all", 14, 0}};
     Bytes bytes = cabinet.Build();
-    return WalkOf(bytes.PatchU16(cabinet.block_at[block] + at, value));
+    const uint32_t place = cabinet.block_at[block] + at;
+    return WalkOf(wide ? bytes.PatchU32(place, value) : bytes.PatchU16(place, value));
+  };
+  const auto empty_with = [&](uint32_t method, size_t block, uint32_t input) {
+    return walk(method, block, 4, input, true);  // the upper half is the output
   };
   const std::string all_ok = "1=abcdef 2=gh 3=ijklmn 3=ijklmn all=abcdefghijklmn $";
   const std::string second = "1=abcdef 2=! 3=ijklmn 3=ijklmn all=abcdef! $";
@@ -166,6 +170,9 @@ TEST(Cabinet, DamageCostsNoMoreThanTheMethodMakesIt) {
     EXPECT_EQ(walk(method, 1, 6, 32769), rest) << "too much output " << method;
     EXPECT_EQ(walk(method, 1, 6, 3), rest) << "short " << method;
     EXPECT_EQ(walk(method, 1, 6, 0), "1=abcdef 2= 3= 3= all=abcdef $") << "an empty block ends the folder";
+    EXPECT_EQ(empty_with(method, 1, 38912), "1=abcdef 2= 3= 3= all=abcdef $") << "also one of the most input";
+    EXPECT_EQ(empty_with(method, 1, 38913), rest) << "but not one of too much";
+    EXPECT_EQ(empty_with(method, 0, 38913), "1=! 2=! 3=! 3=! all=! $");
     EXPECT_EQ(walk(method, 1, 6, 1), "1=abcdef 2=gi 3=jklmn! 3=jklmn! all=abcdefgijklmn! $")
         << "less than there is";
   }

@@ -110,7 +110,12 @@ bool CabinetFolder::ReadHeader() {
   }
   packed_size_ = LoadLe16(header_.data() + kBlockPackedAt);
   plain_size_ = LoadLe16(header_.data() + kBlockPlainAt);
-  if (plain_size_ == 0) return true;
+  if (plain_size_ == 0) {  // ends the folder, unless the block cannot be one
+    lost_ = packed_size_ > kMaxPacked;
+    if (!lost_) return true;
+    passed_.Clear();
+    return Refuse("cabinet: too much input in a block");
+  }
   if (Stored() && packed_size_ >= plain_size_ && packed_size_ <= kMaxPacked && plain_size_ <= kMaxPlain)
     return true;
   return Decode();
