@@ -22,10 +22,6 @@ namespace brix::chm {
 namespace {
 
 constexpr uint32_t kMostFrameInput = 256 * 1024;
-
-// Frames thrown away: at first, and more with every extraction.
-constexpr uint32_t kFirstAllowance = 1u << 18;
-constexpr uint32_t kExtractionAllowance = 64;
 constexpr uint32_t kMostAllowance = 1u << 30;
 
 }  // namespace
@@ -37,7 +33,7 @@ bool CompressedContent::Open(Stream* in, const ContentParts& parts) {
   decoded_any_ = false;
   bytes_ = {};
   cache_.fill({});
-  allowance_ = kFirstAllowance;
+  allowance_ = spare_frames_;
   return ReadControlData(parts.control_data) && ReadResetTable(parts.reset_table);
 }
 
@@ -82,7 +78,7 @@ bool CompressedContent::ReadResetTable(uint32_t at) {
 
 bool CompressedContent::Extract(uint32_t offset, uint32_t size, Stream& out, uint32_t* written) {
   *written = 0;
-  allowance_ = std::min(allowance_ + kExtractionAllowance, kMostAllowance);
+  allowance_ = std::min(allowance_ + kSpareFramesOfExtraction, kMostAllowance);
   uint32_t frame = offset / kFrameBytes;
   uint32_t skip = offset % kFrameBytes;
   while (*written != size) {

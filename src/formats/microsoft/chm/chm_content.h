@@ -26,6 +26,12 @@ struct ContentParts {
 // are kept, too.
 class CompressedContent {
  public:
+  static constexpr uint32_t kSpareFrames = 1u << 18;
+  static constexpr uint32_t kSpareFramesOfExtraction = 64;
+
+  // spare_frames  how many frames may be decoded only to reach a later one, beside those of each extraction.
+  explicit CompressedContent(uint32_t spare_frames = kSpareFrames) : spare_frames_(spare_frames) {}
+
   // Reads the control data and the reset table's header.
   [[nodiscard]] bool Open(Stream* in, const ContentParts& parts);
 
@@ -41,6 +47,7 @@ class CompressedContent {
   [[nodiscard]] bool DecodeFrame(uint32_t frame);
   [[nodiscard]] bool ReadFrame(uint32_t frame, std::span<uint8_t>* packed);
 
+  const uint32_t spare_frames_;
   Stream* in_ = nullptr;
   ContentParts parts_{};
   uint32_t window_bits_ = 0;
