@@ -143,6 +143,19 @@ TEST(Compound, DamageFailsWhatItHitsAndNothingElse) {
   ExpectRows(rows, Members);
 }
 
+TEST(Compound, KeepsTheRootsNameAndTypeWhateverItsEntrySays) {
+  const CompoundBuilder file = Five();
+  for (const uint32_t name_bytes : {0u, 4u, 64u, 66u}) {  // the builder names it "R"
+    Bytes bytes =
+        Bytes(file.bytes).PatchU16(file.EntryAt(0) + 64, name_bytes).PatchU8(file.EntryAt(0) + 66, 2);
+    FixedMemoryStream in(bytes.data);
+    CompoundFile compound;
+    ASSERT_TRUE(compound.Open(in)) << name_bytes;
+    Entry root;
+    EXPECT_TRUE(compound.ReadEntry(0, &root) && HasName(root, u"Root Entry") && root.type == 5) << name_bytes;
+  }
+}
+
 TEST(Compound, KeepsTreesOfAnyDepth) {
   CompoundBuilder file;  // every entry is the right sibling of the one before it; then the left
   for (uint32_t i = 0; i < 300; ++i) file.Stream(u"s", Bytes().Text("x"));

@@ -6,6 +6,7 @@
 #include "core/memory_stream.h"
 #include "formats/registry.h"
 #include "support/compound_builder.h"
+#include "support/deflate_builder.h"
 #include "support/rows.h"
 
 namespace brix {
@@ -82,6 +83,56 @@ TEST(Office, WalksTheStoragesThatItsTypeSays) {
             "label=po large=LL damaged");
 }
 
+// A compound file with a directory of any size: the builder's header and tables, then one entry again and again, each
+// the left sibling of the one before it.
+class EndlessRoot final : public Stream {
+ public:
+  explicit EndlessRoot(uint32_t entries) : entries_(entries) {
+    const uint32_t sectors = entries / kPerSector + 1;
+    head_ =
+        Bytes().U32(0xE011CFD0).U32(0xE11AB1A1).PadTo(30).U16(16).U16(6).PadTo(44).U32(1).U32(1).PadTo(60);
+    head_.U32(~1u).U32(0).U32(~1u).U32(0).U32(0).PadTo(1 << 16).U32(~2u);
+    for (uint32_t i = 1; i <= sectors; ++i) head_.U32(i == sectors ? ~1u : i + 1);
+    head_.PadTo(2 << 16);
+  }
+  [[nodiscard]] bool ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) override {
+    for (*got = 0; *got < size; ++*got, ++offset) {
+      const uint32_t index = (offset - head_.size()) / 128, at = offset % 128;
+      if (offset < head_.size()) {
+        buf[*got] = head_.data[offset];
+      } else if (at >= 68 && at < 80) {  // links: left, none to the right; the root has a child
+        const uint32_t link = index < entries_ && (index == 0 ? at >= 76 : at < 72) ? index + 1 : ~0u;
+        buf[*got] = static_cast<uint8_t>(link >> (8 * (at % 4)));
+      } else {
+        buf[*got] = at == 66 ? 2 : 0;
+      }
+    }
+    return true;
+  }
+  [[nodiscard]] bool WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t*) override { return false; }
+  [[nodiscard]] bool SetSize(uint32_t) override { return false; }
+  [[nodiscard]] bool GetSize(uint32_t* size) override {
+    *size = head_.size() + ((entries_ / kPerSector + 1) << 16);
+    return true;
+  }
+
+ private:
+  static constexpr uint32_t kPerSector = 512;
+  const uint32_t entries_;
+  Bytes head_;
+};
+
+TEST(Office, GivesUpTheSearchForAPackageAfterAMillionEntries) {
+  for (const auto& [entries, ends] : {std::pair(5000u, true), {1000001u, false}}) {
+    EndlessRoot in(entries);
+    const FormatEntry* const row = Formats().Find(kExcel);
+    const std::unique_ptr<ArchiveHandler> handler(row->create(&in, {kExcel, 0, 0, Formats()}));
+    char name[kNameBufferSize];
+    EXPECT_EQ(handler->OpenArchive(name), ends) << entries;
+    EXPECT_STREQ(name, "");
+  }
+}
+
 Bytes Record(uint32_t version, uint32_t type, const Bytes& data) {
   return Bytes().U16(version).U16(type).U32(data.size()).Raw(data);
 }
@@ -134,6 +185,29 @@ TEST(PowerPoint, BoundsWhatRecordsReadPastTheirContainers) {
     for (int i = 0; i < count; ++i) records.Raw(unit);
     EXPECT_EQ(WalkLine(kPowerPoint, With(u"PowerPoint Document", records.Raw(whole))), line) << count;
   }
+}
+
+TEST(PowerPoint, BoundsTheSizeOfAnObject) {
+  const Bytes storage = With(kPackageName, Packaged("a", "text"));
+  const auto object = [&](uint32_t size) {
+    const uint32_t rest = size - storage.size();
+    std::vector<Token> tokens(rest / 258, Token{258, 1});
+    tokens.insert(tokens.end(), rest % 258, Token{0, 0});
+    DeflateBuilder deflate;
+    deflate.Stored(storage.data, false).Fixed(tokens, true);
+    return Record(0x10, 4113, Bytes().U32(size).U16(0x9C78).Raw(deflate.bits.bytes()));
+  };
+  const Bytes largest = object(0x13FFFFF);
+  // More than their container, so that they may overlap: all that they inflate to counts.
+  const Bytes past = Record(15, 1000, Bytes(largest).PatchU32(4, 0x7FFFFFFF));
+  const Rows<Bytes, const char*> rows = {
+      {"the largest", largest, "a=text $"},
+      {"20 MiB", object(0x1400000), "$"},
+      {"past their containers", Bytes(past).Raw(past).Raw(past), "a=text a=text a=text $"},
+      {"more of those", Bytes(past).Raw(past).Raw(past).Raw(past).Raw(past),
+       "a=text a=text a=text a=text a=text damaged"},
+  };
+  ExpectRows(rows, [](const Bytes& r) { return WalkLine(kPowerPoint, With(u"PowerPoint Document", r)); });
 }
 
 TEST(Office, KeepsGoingOnWhereAnExtractionWithALimitEnded) {
