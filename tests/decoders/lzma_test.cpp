@@ -68,10 +68,16 @@ TEST(Lzma, EndsAtTheSizeOrAtTheMark) {
     EXPECT_EQ(decoded.data.size(), there) << size;
     EXPECT_FALSE(size > whole.size() && decoded.ok) << "a mark before the end: " << size;
   }
+}
+
+TEST(Lzma, KeepsWhatComesAfterTheEndUnread) {
+  LzmaDecoder decoder;
+  const Data file = LzmaFile("lc3-lp0-pb2.lzma");
+  EXPECT_TRUE(DecodeFixture(decoder, Bytes(file).Fill(100, 0xFF).data).ok) << "bytes after the stream";
   Data marked = file;
   marked.back() ^= 1;
-  EXPECT_FALSE(DecodeFixture(decoder, marked).ok) << "bits behind the end mark";
-  EXPECT_TRUE(DecodeFixture(decoder, marked, 1000, whole.size()).ok) << "which are not looked at";
+  EXPECT_FALSE(DecodeFixture(decoder, marked).ok) << "the coder's last state, at an end mark";
+  EXPECT_TRUE(DecodeFixture(decoder, marked, 1000, 8000).ok) << "at a known size";
 }
 
 TEST(Lzma, RefusesBadPropertiesAndFirstBytes) {

@@ -44,13 +44,20 @@ TEST(Chm, MembersAreTheTopicsWhereverTheirContentLies) {
     const Walk walk = WalkWith(kChm, Manual().data, limit);
     ASSERT_TRUE(walk.finished);
     ASSERT_EQ(walk.members.size(), kMembers);
-    EXPECT_EQ(walk.members[0].name, "/_#_README_#_");
-    EXPECT_FALSE(walk.members[0].extracted) << "in section 0";
     for (size_t i = 0; i < kTopics; ++i) {
       EXPECT_TRUE(walk.members[1 + i].extracted) << i;
       EXPECT_EQ(Text(walk.members[1 + i].data), Topic(i).substr(0, limit == 0 ? 5000 : limit));
     }
   }
+}
+
+TEST(Chm, KeepsFilesWithoutACompressedSectionClosedAndMembersOfSection0Listed) {
+  EXPECT_TRUE(
+      WalkWith(kChm, InEntry("::DataSpace/Storage/MSCompressed/Content", 0, {'x'}).data).members.empty());
+  const Walk walk = WalkWith(kChm, Manual().data);
+  ASSERT_EQ(walk.members.size(), kMembers);
+  EXPECT_EQ(walk.members[0].name, "/_#_README_#_");
+  EXPECT_FALSE(walk.members[0].extracted);
 }
 
 TEST(Chm, HeadersAndPartsAreChecked) {

@@ -37,7 +37,6 @@ TEST(Office, TellsPackagesByTheirLayout) {
   const std::string most(511, 'n');
   const Rows<Bytes, std::string> rows = {
       {"a packaged file", Packaged("a.txt", "text"), "a.txt=text $"},
-      {"without a label or data", Packaged("", ""), "Unknown= $"},
       {"the leading size is not looked at", Packaged("a.txt", "text").PatchU32(0, 7), "a.txt=text $"},
       {"the longest label", Packaged(most, "text"), most + "=text $"},
       {"a label that does not end in 512 bytes", Packaged(most + "n", "text").PatchU32(0, 1), "damaged"},
@@ -59,8 +58,22 @@ TEST(Office, TellsPackagesByTheirLayout) {
   ExpectRows(rows, [](const Bytes& package) { return WalkLine(kPackage, With(kPackageName, package)); });
 }
 
+TEST(Office, KeepsUnknownCapitalisedForPackagesWithoutALabel) {
+  EXPECT_EQ(WalkLine(kPackage, With(kPackageName, Packaged("", ""))), "Unknown= $");
+}
+
+TEST(Office, KeepsStoragesOfBrokenPackagesClosed) {
+  CompoundBuilder file;
+  file.Stream(u"Workbook", Bytes().Text("x"));
+  const uint32_t bad = file.Storage(u"1");
+  file.Stream(kPackageName, Bytes().Text("12345678"), bad);
+  file.Stream(kPackageName, Raw("not entered"), file.Storage(u"inside", bad));
+  file.Stream(kPackageName, Raw("next"), file.Storage(u"2"));
+  EXPECT_EQ(WalkLine(kExcel, file.Build()), "Unknown=next $");
+}
+
 TEST(Office, WalksTheStoragesThatItsTypeSays) {
-  // Objects 1 to 5: in the root, in the pool, two levels below it, one that does not parse, one behind it.
+  // Objects 1 to 4: in the root, in the pool, two levels below it, one after that.
   CompoundBuilder file;
   file.Stream(u"WordDocument", Bytes().Text("x"));
   file.Stream(kPackageName, Raw("root"), file.Storage(u"MBD1"));
@@ -70,9 +83,6 @@ TEST(Office, WalksTheStoragesThatItsTypeSays) {
   const uint32_t deep = file.Storage(u"deep", file.Storage(u"_2", pool));
   file.Stream(u"other", Bytes().Text("x"), deep);
   file.Stream(kPackageName, Raw("deep"), file.Storage(u"deeper", deep));
-  const uint32_t bad = file.Storage(u"_3", pool);
-  file.Stream(kPackageName, Bytes().Text("12345678"), bad);
-  file.Stream(kPackageName, Raw("not entered"), file.Storage(u"inside", bad));
   file.Stream(kPackageName, Packaged("large", std::string(5000, 'L')), file.Storage(u"_4", pool));
   const Bytes& bytes = file.Build();
   EXPECT_EQ(WalkLine(kWord, bytes, 2), "label=po Unknown=de large=LL $");

@@ -61,7 +61,8 @@ class Bits : public MsbCursor {
 
   [[nodiscard]] bool ok() const { return next <= stop() && Position() <= (end_ - begin_) * 8; }
 
-  // Moves to the next word, from the beginning of one too.
+  // Moves to the next word, as the format pads the header of an uncompressed block: by 1 to 16 bits, which is a whole
+  // word at the beginning of one.
   void SkipToWord() {
     next = begin_ + words_at_ + ((Position() - words_at_ * 8) / 16 + 1) * 2;
     bits = count = 0;

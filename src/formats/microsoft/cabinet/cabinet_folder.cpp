@@ -9,7 +9,7 @@
 // has it straight to the target.
 //
 // Kept: checksums are not read, so damage shows only as a failed or short decoding. A folder's first block is read
-// even when the folder is said to have none. A block that ends in an odd place turns LZX's 16-bit words around, by
+// even when the folder is said to have none. A block of no output ends its folder, with success. A block that ends in an odd place turns LZX's 16-bit words around, by
 // an expression that looks at the folder's first offset, too.
 //
 // Bounds: a block's sizes are checked before anything is read (38,912 in, 32,768 out). Block counts are 16 bits
