@@ -26,10 +26,11 @@ struct ContentParts {
 // are kept, too.
 class CompressedContent {
  public:
+  // Frames that may be decoded only to come to a later one: at first, and more with every extraction.
   static constexpr uint32_t kSpareFrames = 1u << 18;
   static constexpr uint32_t kSpareFramesOfExtraction = 64;
 
-  // spare_frames  how many frames may be decoded only to reach a later one, beside those of each extraction.
+  // spare_frames  in place of kSpareFrames.
   explicit CompressedContent(uint32_t spare_frames = kSpareFrames) : spare_frames_(spare_frames) {}
 
   // Reads the control data and the reset table's header.
