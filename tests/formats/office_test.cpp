@@ -106,16 +106,13 @@ class EndlessRoot final : public Stream {
     head_.PadTo(2 << 16);
   }
   [[nodiscard]] bool ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) override {
-    for (*got = 0; *got < size; ++*got, ++offset) {
+    for (*got = 0; *got < size;) {
       const uint32_t index = (offset - head_.size()) / 128, at = offset % 128;
-      if (offset < head_.size()) {
-        buf[*got] = head_.data[offset];
-      } else if (at >= 68 && at < 80) {  // links: left, none to the right; the root has a child
-        const uint32_t link = index < entries_ && (index == 0 ? at >= 76 : at < 72) ? index + 1 : ~0u;
-        buf[*got] = static_cast<uint8_t>(link >> (8 * (at % 4)));
-      } else {
-        buf[*got] = at == 66 ? 2 : 0;
-      }
+      const uint32_t run = std::min(size - *got, 128 - at);
+      entry_.PatchU32(68, index == 0 || index == entries_ ? ~0u : index + 1)
+          .PatchU32(76, index == 0 ? 1 : ~0u);
+      std::copy_n((offset < head_.size() ? &head_.data[offset - at] : &entry_.data[0]) + at, run, buf + *got);
+      *got += run, offset += run;
     }
     return true;
   }
@@ -130,6 +127,7 @@ class EndlessRoot final : public Stream {
   static constexpr uint32_t kPerSector = 512;
   const uint32_t entries_;
   Bytes head_;
+  Bytes entry_ = Bytes().PadTo(66).U16(2).U32(0).U32(~0u).PadTo(128);
 };
 
 TEST(Office, GivesUpTheSearchForAPackageAfterAMillionEntries) {
