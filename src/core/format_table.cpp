@@ -53,6 +53,7 @@ ArchiveHandler* FormatTable::CreateArchiveHandler(Stream* in, const uint32_t* en
     type_id = DetectArchiveType(cache, detect_flags);
   }
   if (type_id == kTypeNone || type_id > kTypeCount) return nullptr;
+  // Kept: data of a disabled type are never taken for a later one's.
   if (enabled != nullptr && enabled[type_id - 1] == 0) return nullptr;
   const FormatEntry* row = Find(type_id);
   if (row == nullptr || row->create == nullptr) return nullptr;

@@ -9,6 +9,7 @@
 #include "core/archive_handler.h"
 #include "core/format_table.h"
 #include "core/memory_stream.h"
+#include "formats/registry.h"
 
 namespace brix {
 namespace {
@@ -42,6 +43,16 @@ TEST(ArchiveHandler, NamesAreCutAt511BytesAndAtAZero) {
   EXPECT_EQ(std::string(name), std::string(511, 'n'));
   CopyName(std::string_view("a\0b", 3), name);
   EXPECT_STREQ(name, "a");
+}
+
+TEST(ArchiveHandler, KeepsSlot13Unused) {
+  FixedMemoryStream in({});
+  for (uint32_t type_id = 1; type_id <= kTypeCount; ++type_id) {
+    const FormatEntry* const row = Formats().Find(type_id);
+    if (row->create == nullptr) continue;
+    const std::unique_ptr<ArchiveHandler> handler(row->create(&in, {type_id, 0, 0, Formats()}));
+    EXPECT_FALSE(handler != nullptr && handler->Reserved13()) << type_id;
+  }
 }
 
 TEST(FormatTable, TheFirstRowWinsAndADisabledTypeIsNotPassedOver) {

@@ -50,7 +50,8 @@ TEST(Lzx, KeepsMatchesInsideTheRequestAndTheBlock) {
   const struct {
     uint32_t block, expected, match;
     bool good;
-  } rows[] = {{9, 9, 8, true}, {100, 9, 8, true}, {100, 9, 9, false}, {9, 100, 9, false}, {9, 100, 8, false}};
+  } rows[] = {{9, 9, 8, true},    {100, 9, 8, true}, {100, 9, 9, false}, {9, 100, 9, false},
+              {9, 100, 8, false}, {3, 3, 2, true},   {100, 2, 2, false}, {2, 100, 2, false}};
   for (const auto& row : rows) {
     LzxBuilder builder(15);
     builder.Put(0, 1).CodedHeader(LzxBuilder::kVerbatim, row.block).Literal('a').Match(1, row.match);
@@ -58,6 +59,40 @@ TEST(Lzx, KeepsMatchesInsideTheRequestAndTheBlock) {
     EXPECT_EQ(Decode(decoder, builder.TakeUnit(), row.expected).has_value(), row.good)
         << row.block << " " << row.expected << " " << row.match;
   }
+}
+
+TEST(Lzx, KeepsAMatchPastTheRequestOutOfTheWindow) {
+  LzxDecoder decoder(15, 1);
+  LzxBuilder first(15);
+  first.Put(0, 1).RandomUnit(32768);
+  ASSERT_EQ(Decode(decoder, first.TakeUnit(), 32768), first.plain);
+  ASSERT_TRUE(decoder.Reset());
+  LzxBuilder past(15);  // goes once around the ring, if it is let
+  past.Put(0, 1).CodedHeader(LzxBuilder::kVerbatim, 100000).Literal('a');
+  for (int i = 0; i < 300; ++i) past.Match(1, 257);
+  EXPECT_FALSE(Decode(decoder, past.TakeUnit(), 2));
+  ASSERT_TRUE(decoder.Reset());
+  LzxBuilder second(15);
+  second.plain = first.plain;
+  second.Put(0, 1).CodedHeader(LzxBuilder::kVerbatim, 257).Match(32000, 257);
+  const Data expected(second.plain.begin() + 32768, second.plain.end());
+  EXPECT_EQ(Decode(decoder, second.TakeUnit(), 257), expected);
+}
+
+TEST(Lzx, APadByteMayComeWithTheNextUnit) {
+  LzxBuilder builder(15);
+  builder.Put(0, 1).RawHeader(3).Raw(Data{'a', 'b', 'c'});
+  const Data odd = builder.TakeUnit();
+  builder.unit.push_back(0xEE);
+  builder.CodedHeader(LzxBuilder::kVerbatim, 9).Literal('d').Match(3, 8);
+  LzxDecoder decoder(15, 1);
+  EXPECT_EQ(Decode(decoder, odd, 3), (Data{'a', 'b', 'c'}));
+  EXPECT_EQ(Decode(decoder, builder.TakeUnit(), 9), Data(builder.plain.begin() + 3, builder.plain.end()));
+
+  ASSERT_TRUE(decoder.Reset());
+  EXPECT_EQ(Decode(decoder, odd, 3), (Data{'a', 'b', 'c'}));
+  ASSERT_TRUE(decoder.Reset());
+  EXPECT_EQ(Decode(decoder, odd, 3), (Data{'a', 'b', 'c'})) << "a reset point is no next unit";
 }
 
 TEST(Lzx, DamageIsRefusedAndSticks) {

@@ -154,7 +154,6 @@ std::string BinHex(const std::string& forks, char data_size, char resource_size)
 
 TEST(MailDecoders, BinHex) {
   const Rows<std::string, std::string> rows = {
-      {"both forks, no CRC", BinHex("abcxxdexx", 3, 2), "abcde|"},
       {"a run", BinHex("A\x90\4xx", 4, 0), "AAAA|"},
       {"a run across the forks", BinHex("A\x90\6xx", 2, 2), "AAAA|"},
       {"a literal mark, a run of one", BinHex(std::string("\x90\0z\x90\1xx", 7), 2, 0), "\x90z|"},
@@ -164,6 +163,14 @@ TEST(MailDecoders, BinHex) {
       {"boundary", BinHex("a", 9, 0) + "--b", "a|--b"},
   };
   ExpectRows(rows, Result<DecodeBinHex>);
+}
+
+TEST(MailDecoders, KeepsBothForksOfBinHexAsOneAndColonsForeign) {
+  const std::string text = BinHex("abcxxdexx", 3, 2);  // neither CRC is right
+  const size_t colon = text.find(':');
+  EXPECT_EQ(Result<DecodeBinHex>(text), "abcde|");
+  EXPECT_EQ(Result<DecodeBinHex>(std::string(text).insert(colon + 9, "::")), "abcde|");
+  EXPECT_EQ(Result<DecodeBinHex>(std::string(text).erase(colon, 1)), "abcde|");
 }
 
 TEST(MailDecoders, TextStandsAsItIs) {
@@ -259,21 +266,24 @@ TEST(MailDecoders, BoundariesTakeNoMoreThanTheirBound) {
       << "the first one is still there";
 }
 
+// The decoded text, "|" and the character set.
+std::string EncodedWords(const std::string& text) {
+  std::string out(text.size(), '\0');
+  out.resize(DecodeEncodedWords(AsBytes(text), reinterpret_cast<uint8_t*>(out.data())));
+  return out + "|" + std::string(CharsetOfEncodedWords(AsBytes(text)));
+}
+
+TEST(MailDecoders, KeepsTheUnderscoreOfQWords) { EXPECT_EQ(EncodedWords("  \"=?x?Q?a_=41?= b"), "a_A b|x"); }
+
 TEST(MailDecoders, EncodedWords) {
-  const auto decode = [](const std::string& text) {
-    std::string out(text.size(), '\0');
-    out.resize(DecodeEncodedWords(AsBytes(text), reinterpret_cast<uint8_t*>(out.data())));
-    return out + "|" + std::string(CharsetOfEncodedWords(AsBytes(text)));
-  };
   const Rows<std::string, std::string> rows = {
       {"B", "=?utf-8?b?SGVsbG8=?=", "Hello|utf-8"},
-      {"Q keeps its underscore", "  \"=?x?Q?a_=41?= b", "a_A b|x"},
       {"text around", "Re: =?x?q?a?= =?y?q?b?= c\"", "Re: ab c\"|x"},
       {"none", " 'plain", "plain|unknown"},
       {"unfinished", "=?x?q?a =?y?z?", "=?x?q?a =?y?z?|unknown"},
       {"a start inside a word that is none", "=?a=?u?Q?x?=", "=?ax|u"},
   };
-  ExpectRows(rows, decode);
+  ExpectRows(rows, EncodedWords);
 }
 
 }  // namespace

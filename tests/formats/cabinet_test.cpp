@@ -54,9 +54,6 @@ Bytes WithFiles(std::vector<CabinetFile> files) {
 TEST(Cabinet, TheHeaderStandsInTheFirstKilobyteAndItsCountsAgree) {
   const auto with = [](uint32_t at, uint32_t value) { return Sample().Build().PatchU16(at, value); };
   const auto prefixed = [](size_t size) { return Changed(0, [=](Cabinet& c) { c.prefix.Fill(size, 'M'); }); };
-  const auto counts = [](size_t folders) {
-    return Changed(0, [=](Cabinet& c) { c.folders.resize(folders); });
-  };
   const Rows<Bytes, bool> rows = {
       {"as written", Sample().Build(), true},
       {"a prefix", prefixed(1019), true},
@@ -67,23 +64,31 @@ TEST(Cabinet, TheHeaderStandsInTheFirstKilobyteAndItsCountsAgree) {
       {"files inside the header", with(16, 35), false},
       {"no folders", with(26, 0), false},
       {"no files", with(28, 0), false},
-      {"ten folders more than files", counts(12), true},
-      {"eleven", counts(13), false},
       {"header cut", Sample().Build().CutTo(29), false},
   };
   ExpectRows(rows, Detected);
-  EXPECT_EQ(WalkOf(counts(13)), "damaged");
   EXPECT_EQ(WalkOf(prefixed(1019)), kOk);
+}
+
+TEST(Cabinet, KeepsToTheFirstSignatureAndTenSpareFolders) {
+  const Bytes good = Sample().Build();
+  EXPECT_FALSE(Detected(Bytes().Text("MSCF").Fill(40, 0).Raw(good)));
+  EXPECT_FALSE(Detected(Bytes().Text("x MSCF").Fill(40, 0).Raw(good)));
+  EXPECT_EQ(WalkOf(Bytes().Text("x MSCF").Fill(40, 0).Raw(good)), "damaged");
+  const auto with_folders = [](size_t count) {
+    return Changed(0, [=](Cabinet& c) { c.folders.resize(count); });
+  };
+  EXPECT_TRUE(Detected(with_folders(12)));
+  EXPECT_FALSE(Detected(with_folders(13)));
+  EXPECT_EQ(WalkOf(with_folders(13)), "damaged");
 }
 
 TEST(Cabinet, WalksTheFileEntries) {
   const auto patched = [](uint32_t at, uint32_t value) { return Sample().Build().PatchU32(at, value); };
   const CabinetFile b{"b", 2, 1};
-  const std::string name(511, 'n');
   const Rows<Bytes, std::string> rows = {
       {"in any folder order, twice the same", WithFiles({b, b, {"a", 1, 0}, b}), "b=bc b=bc a=a b=bc $"},
       {"no name", WithFiles({{"", 1, 0}, b}), "unknown=a b=bc $"},
-      {"the longest name", WithFiles({{name, 1, 0}, b}), name + "=a b=bc $"},
       {"no such folder", WithFiles({b, {"a", 1, 0, 1}, b}), "b=bc damaged"},
       {"the highest number", WithFiles({{"a", 1, 0, 0xFFFC}}), "damaged"},
       {"only empty files", WithFiles({{"a", 0, 0}, {"c", 0, 0xFFFFFFFF}}), "a= c= $"},
@@ -107,24 +112,31 @@ TEST(Cabinet, KeepsContinuedFilesOutOfTheWalk) {
   }
 }
 
+Bytes WithExtra(uint32_t flags, const Bytes& extra, uint32_t folder = 0, uint32_t block = 0) {
+  return Changed(0, [&](Cabinet& c) {
+    c.flags = flags, c.extra = extra, c.folder_reserve = folder, c.block_reserve = block;
+  });
+}
+Bytes NeighbourName(size_t size) { return Bytes().Fill(size, 'x').Fill(2, 0); }
+
 TEST(Cabinet, SkipsReservesAndNeighbours) {
-  const auto with = [](uint32_t flags, const Bytes& extra, uint32_t folder = 0, uint32_t block = 0) {
-    return Changed(0, [&](Cabinet& c) {
-      c.flags = flags, c.extra = extra, c.folder_reserve = folder, c.block_reserve = block;
-    });
-  };
   const Bytes names = Bytes().Text("disk1.cab").U8(0).Text("Disk 1").U8(0);
-  const auto name = [](size_t size) { return Bytes().Fill(size, 'x').Fill(2, 0); };
   const Rows<Bytes, std::string> rows = {
-      {"reserves", with(4, Bytes().U16(3).U8(5).U8(7).Text("abc"), 5, 7), kOk},
-      {"the largest", with(4, Bytes().U16(65535).U8(255).U8(255).Fill(65535, 1), 255, 255), kOk},
-      {"all", with(7, Bytes().U16(1).U16(0).U8('r').Raw(names).Raw(names)), kOk},
-      {"a name of 254", with(2, name(254)), kOk},
-      {"names up to the end", with(2, name(200)).CutTo(100), "damaged"},
+      {"reserves", WithExtra(4, Bytes().U16(3).U8(5).U8(7).Text("abc"), 5, 7), kOk},
+      {"the largest", WithExtra(4, Bytes().U16(65535).U8(255).U8(255).Fill(65535, 1), 255, 255), kOk},
+      {"all", WithExtra(7, Bytes().U16(1).U16(0).U8('r').Raw(names).Raw(names)), kOk},
+      {"names up to the end", WithExtra(2, NeighbourName(200)).CutTo(100), "damaged"},
   };
   ExpectRows(rows, kWalkOf);
-  // Kept: the rest of a longer name is taken for what follows it.
-  EXPECT_NE(WalkOf(with(2, name(255))), kOk);
+}
+
+TEST(Cabinet, KeepsTheRestOfALongNameForWhatFollowsIt) {
+  EXPECT_EQ(WalkOf(WithExtra(2, NeighbourName(254))), kOk);
+  EXPECT_NE(WalkOf(WithExtra(2, NeighbourName(255))), kOk);
+  const std::string name(511, 'n');
+  const CabinetFile b{"b", 2, 1};
+  EXPECT_EQ(WalkOf(WithFiles({{name, 1, 0}, b})), name + "=a b=bc $");
+  EXPECT_NE(WalkOf(WithFiles({{name + "n", 1, 0}, b})), name + "=a b=bc $");
 }
 
 TEST(Cabinet, EachMethodInAnyOrderOfMembers) {
@@ -143,49 +155,77 @@ TEST(Cabinet, EachMethodInAnyOrderOfMembers) {
   }
 }
 
+// One member a block, then all of them, with two or four bytes of a block's header replaced.
+std::string WalkBlocks(uint32_t method, size_t block, uint32_t at, uint32_t value, bool wide = false) {
+  Cabinet cabinet = Sample(method);
+  cabinet.files = {{"1", 6, 0}, {"2", 2, 6}, {"3", 6, 8}, {"3", 6, 8}, {"all", 14, 0}};
+  Bytes bytes = cabinet.Build();
+  const uint32_t place = cabinet.block_at[block] + at;
+  return WalkOf(wide ? bytes.PatchU32(place, value) : bytes.PatchU16(place, value));
+}
+
+TEST(Cabinet, KeepsChecksumsUnread) {
+  for (uint32_t method = 0; method < 4; ++method) {
+    for (const uint32_t checksum : {0u, 1u, UINT32_MAX}) {
+      EXPECT_EQ(WalkBlocks(method, 1, 0, checksum, true),
+                "1=abcdef 2=gh 3=ijklmn 3=ijklmn all=abcdefghijklmn $")
+          << method;
+    }
+  }
+}
+
+TEST(Cabinet, KeepsAnEmptyBlockTheEndOfItsFolder) {
+  for (uint32_t method = 0; method < 4; ++method) {
+    for (const uint32_t input : {0u, 38912u}) {
+      EXPECT_EQ(WalkBlocks(method, 1, 4, input, true), "1=abcdef 2= 3= 3= all=abcdef $") << method;
+    }
+  }
+}
+
 TEST(Cabinet, DamageCostsNoMoreThanTheMethodMakesIt) {
-  // One member a block, then all of them.
-  const auto walk = [](uint32_t method, size_t block, uint32_t at, uint32_t value) {
-    Cabinet cabinet = Sample(method);
-    cabinet.files = {{"1", 6, 0}, {"2", 2, 6}, {"3", 6, 8}, {"3", 6, 8}, {"all", 14, 0}};
-    Bytes bytes = cabinet.Build();
-    return WalkOf(bytes.PatchU16(cabinet.block_at[block] + at, value));
-  };
-  const std::string all_ok = "1=abcdef 2=gh 3=ijklmn 3=ijklmn all=abcdefghijklmn $";
   const std::string second = "1=abcdef 2=! 3=ijklmn 3=ijklmn all=abcdef! $";
   const std::string rest = "1=abcdef 2=! 3=! 3=! all=abcdef! $";
-  for (uint32_t method = 0; method < 4; ++method)
-    EXPECT_EQ(walk(method, 1, 0, 0), all_ok) << "checksum " << method;
-  EXPECT_EQ(walk(1, 1, 8, 'C'), second) << "no mark";
-  EXPECT_EQ(walk(1, 1, 10, 7), second) << "block type 3";
-  EXPECT_EQ(walk(1, 0, 10, 7), "1=! 2=gh 3=ijklmn 3=ijklmn all=! $") << "the first";
-  EXPECT_EQ(walk(2, 1, 4, 0), rest) << "Quantum without input";
-  EXPECT_EQ(walk(3, 1, 10, 0), rest) << "LZX block type 0";
+  EXPECT_EQ(WalkBlocks(1, 1, 8, 'C'), second) << "no mark";
+  EXPECT_EQ(WalkBlocks(1, 1, 10, 7), second) << "block type 3";
+  EXPECT_EQ(WalkBlocks(1, 0, 10, 7), "1=! 2=gh 3=ijklmn 3=ijklmn all=! $") << "the first";
+  EXPECT_EQ(WalkBlocks(2, 1, 4, 0), rest) << "Quantum without input";
+  EXPECT_EQ(WalkBlocks(3, 1, 10, 0), rest) << "LZX block type 0";
   for (const uint32_t method : {0u, 1u}) {
-    EXPECT_EQ(walk(method, 1, 4, 38913), rest) << "too much input, and no block behind it " << method;
-    EXPECT_EQ(walk(method, 1, 6, 32769), rest) << "too much output " << method;
-    EXPECT_EQ(walk(method, 1, 6, 3), rest) << "short " << method;
-    EXPECT_EQ(walk(method, 1, 6, 0), "1=abcdef 2= 3= 3= all=abcdef $") << "an empty block ends the folder";
-    EXPECT_EQ(walk(method, 1, 6, 1), "1=abcdef 2=gi 3=jklmn! 3=jklmn! all=abcdefgijklmn! $")
+    EXPECT_EQ(WalkBlocks(method, 1, 4, 38913), rest) << "too much input, and no block behind it " << method;
+    EXPECT_EQ(WalkBlocks(method, 1, 6, 32769), rest) << "too much output " << method;
+    EXPECT_EQ(WalkBlocks(method, 1, 6, 3), rest) << "short " << method;
+    EXPECT_EQ(WalkBlocks(method, 1, 4, 38913, true), rest) << "too much input, no output " << method;
+    EXPECT_EQ(WalkBlocks(method, 0, 4, 38913, true), "1=! 2=! 3=! 3=! all=! $") << method;
+    EXPECT_EQ(WalkBlocks(method, 1, 6, 1), "1=abcdef 2=gi 3=jklmn! 3=jklmn! all=abcdefgijklmn! $")
         << "less than there is";
   }
 }
 
+Bytes WithFolder(uint32_t method, uint32_t type, std::optional<uint32_t> block_count) {
+  return Changed(method,
+                 [&](Cabinet& c) { c.folders[0].type = type, c.folders[0].block_count = block_count; });
+}
+
+TEST(Cabinet, KeepsReadingTheFirstBlockOfAFolderWithoutBlocks) {
+  EXPECT_EQ(WalkOf(WithFolder(0, 0, 0)), "a=abcdef! b=! $");
+}
+
+TEST(Cabinet, KeepsTheStatusOfMembersOfUnknownMethods) {
+  EXPECT_EQ(WalkOf(WithFolder(0, 4, {})), "a=! b=! $");
+  EXPECT_EQ(WalkWith(kType, WithFolder(0, 15, {}).data).members.at(0).status, kMemberNormal);
+}
+
 TEST(Cabinet, FoldersThatAreNotWhatTheySay) {
-  const auto with = [](uint32_t method, uint32_t type, std::optional<uint32_t> count = {}) {
-    return Changed(method, [&](Cabinet& c) { c.folders[0].type = type, c.folders[0].block_count = count; });
-  };
+  const auto with = [](uint32_t method, uint32_t type) { return WithFolder(method, type, {}); };
   const Rows<Bytes, std::string> rows = {
       {"only the low bits are the method", with(1, 0xFFF1), kOk},
-      {"an unknown method", with(0, 4), "a=! b=! $"},
       {"LZX with the least window", with(3, 0x0F03), kOk},
       {"with a smaller one", with(3, 0x0E03), "a=! b=! $"},
       {"with one that is cut to the largest", with(3, 0xFF03), kOk},
       {"Quantum with a window too small", with(2, 0x0902), "a=! b=! $"},
       {"with one that is cut, which changes the slots alone", with(2, 0xFF02), kOk},
-      {"fewer blocks than are needed", with(0, 0, 2), "a=abcdefg b=h! $"},
-      {"Kept: the first block of no blocks", with(0, 0, 0), "a=abcdef! b=! $"},
-      {"more blocks than there are", with(0, 0, 65535), kOk},
+      {"fewer blocks than are needed", WithFolder(0, 0, 2), "a=abcdefg b=h! $"},
+      {"more blocks than there are", WithFolder(0, 0, 65535), kOk},
   };
   ExpectRows(rows, kWalkOf);
 }

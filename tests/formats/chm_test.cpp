@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "core/memory_stream.h"
+#include "formats/microsoft/chm/chm_content.h"
 #include "support/bytes.h"
 #include "support/handler_walk.h"
+#include "support/lzx_builder.h"
 #include "support/rows.h"
 
 namespace brix {
@@ -41,13 +44,20 @@ TEST(Chm, MembersAreTheTopicsWhereverTheirContentLies) {
     const Walk walk = WalkWith(kChm, Manual().data, limit);
     ASSERT_TRUE(walk.finished);
     ASSERT_EQ(walk.members.size(), kMembers);
-    EXPECT_EQ(walk.members[0].name, "/_#_README_#_");
-    EXPECT_FALSE(walk.members[0].extracted) << "in section 0";
     for (size_t i = 0; i < kTopics; ++i) {
       EXPECT_TRUE(walk.members[1 + i].extracted) << i;
       EXPECT_EQ(Text(walk.members[1 + i].data), Topic(i).substr(0, limit == 0 ? 5000 : limit));
     }
   }
+}
+
+TEST(Chm, KeepsFilesWithoutACompressedSectionClosedAndMembersOfSection0Listed) {
+  EXPECT_TRUE(
+      WalkWith(kChm, InEntry("::DataSpace/Storage/MSCompressed/Content", 0, {'x'}).data).members.empty());
+  const Walk walk = WalkWith(kChm, Manual().data);
+  ASSERT_EQ(walk.members.size(), kMembers);
+  EXPECT_EQ(walk.members[0].name, "/_#_README_#_");
+  EXPECT_FALSE(walk.members[0].extracted);
 }
 
 TEST(Chm, HeadersAndPartsAreChecked) {
@@ -91,6 +101,48 @@ TEST(Chm, AChainOfChunksThatComesBackEnds) {
   const Walk walk = WalkWith(kChm, Manual().PatchU32(kChunk1 + 16, 0).data);
   EXPECT_FALSE(walk.finished);
   EXPECT_GE(walk.members.size(), kMembers);
+}
+
+TEST(Chm, OpeningLooksThroughAMillionEntries) {
+  const auto with_chunks_in_front = [](uint32_t count) {
+    Bytes file = Manual();
+    const auto first = static_cast<uint32_t>((file.size() - kChunk0) / 4096 + 1);
+    file.PatchU32(kDirectory + 32, first).PadTo(kChunk0 + first * 4096);
+    for (uint32_t next = first + 1; count != 0; ++next, --count) {  // of 1,019 empty entries each
+      file.Text("PMGL").Fill(12, 0).U32(count == 1 ? 0 : next).Fill(4076, 0);
+    }
+    return WalkWith(kChm, file.data).members.size();
+  };
+  EXPECT_EQ(with_chunks_in_front(981), kMembers);
+  EXPECT_EQ(with_chunks_in_front(982), 0u);
+}
+
+TEST(Chm, FramesDecodedInVainAreCounted) {
+  // 200 frames of zeros without a reset point between them, which all but the first can share their bytes.
+  LzxBuilder builder(15);
+  builder.Put(0, 1).CodedHeader(LzxBuilder::kVerbatim, 0xFFFFFF);
+  const auto frame = [&] {
+    for (int i = 0; i < 127; ++i) builder.Match(1, 257);
+    return builder.Match(1, 129).TakeUnit();
+  };
+  const std::vector<uint8_t> first = frame(), other = frame();
+  const auto start = static_cast<uint32_t>(first.size()), end = start + static_cast<uint32_t>(other.size());
+  Bytes file = Bytes().Fill(8, 0).U32(2).U32(1).U32(1).U32(100).PadTo(40);
+  file.U32(2).U32(200).U32(8).U32(40).Fill(8, 0).U32(end).PadTo(80).Fill(8, 0);
+  for (int i = 1; i < 200; ++i) file.U32(i % 2 == 0 ? end : start).U32(0);
+  const uint32_t content_at = file.size();
+  file.Raw(first).Raw(other).Raw(other);
+  for (const auto& [spare, good] : {std::pair(150u, false), {250u, true}}) {
+    FixedMemoryStream memory(file.data);
+    DecoderInput in(&memory);
+    chm::CompressedContent content;
+    ASSERT_TRUE(content.Open(&in, {0, 40, content_at, file.size() - content_at}));
+    ASSERT_TRUE(in.ChargeUnwanted(in.UnwantedLeft() - uint64_t{spare} * 32768));
+    MemoryStream out;
+    uint32_t written = 0;
+    EXPECT_EQ(content.Extract(199 * 32768, 1, out, &written), good) << spare << ": 199 frames come before";
+    EXPECT_FALSE(content.Extract(150 * 32768, 1, out, &written)) << spare;
+  }
 }
 
 TEST(Chm, KeepsTheLengthOfAnUncompressedSectionAsACount) {

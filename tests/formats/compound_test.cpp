@@ -99,7 +99,6 @@ TEST(Compound, ChecksTheHeader) {
   const Rows<Bytes, const char*> rows = {
       {"as written", whole, "abcde$"},
       {"sector shift 17", with(30, 0x60011), "!"},
-      {"sector shift 6: no entry fits", with(30, 0x60006), "!"},
       {"mini shift 17", with(30, 0x110009), "!"},
       {"the most FAT and mini FAT sectors", with(44, 32768).PatchU32(64, 32768), "abcde$"},
       {"one FAT sector more", with(44, 32769), "!"},
@@ -122,7 +121,6 @@ TEST(Compound, DamageFailsWhatItHitsAndNothingElse) {
   const auto field = [&](uint32_t entry, uint32_t at, uint32_t value) {
     return with(f.EntryAt(entry) + at, value);
   };
-  const uint32_t directory = (f.directory_at >> 9) - 1;
   const Rows<Bytes, const char*> rows = {
       {"a chain in a circle", next(3, f.StartOf(3)), "abcde$"},
       {"longer than the file", next(3, f.StartOf(3)).PatchU32(f.EntryAt(3) + 120, 0x7FFFFFFF), "abCde$"},
@@ -130,7 +128,6 @@ TEST(Compound, DamageFailsWhatItHitsAndNothingElse) {
       {"a sector whose offset wraps", next(4, 0x00800000), "abcDe$"},
       {"a start outside the file", field(4, 116, 0x00FFFFFF), "abcDe$"},
       {"a mini stream without sectors", field(0, 116, 0xFFFFFFFE), "ABcde$"},
-      {"a directory in a circle", with(f.FatAt(directory + 1), directory), "!"},
       {"a left sibling above", field(3, 68, 1), "abcde!"},
       {"a right sibling above: what is behind it is lost", field(3, 72, 1), "abc!"},
       {"the root as a sibling", field(5, 72, 0), "abcde!"},
@@ -139,6 +136,44 @@ TEST(Compound, DamageFailsWhatItHitsAndNothingElse) {
       {"a name of 66 bytes hides its entry, not those below", Bytes(f.bytes).PatchU16(f.EntryAt(2) + 64, 66),
        "acde!"},
       {"the root's name and type are not looked at", field(0, 64, 0), "abcde$"},
+  };
+  ExpectRows(rows, Members);
+}
+
+TEST(Compound, KeepsTheRootsNameAndTypeWhateverItsEntrySays) {
+  const CompoundBuilder file = Five();
+  for (const uint32_t name_bytes : {0u, 4u, 64u, 66u}) {  // the builder names it "R"
+    Bytes bytes =
+        Bytes(file.bytes).PatchU16(file.EntryAt(0) + 64, name_bytes).PatchU8(file.EntryAt(0) + 66, 2);
+    FixedMemoryStream in(bytes.data);
+    CompoundFile compound;
+    ASSERT_TRUE(compound.Open(in)) << name_bytes;
+    Entry root;
+    EXPECT_TRUE(compound.ReadEntry(0, &root) && HasName(root, u"Root Entry") && root.type == 5) << name_bytes;
+  }
+}
+
+TEST(Compound, KeepsSectorsTooSmallForAnEntryOut) {
+  for (const auto& [shift, line] : {std::pair(7u, "ab$"), {6u, "!"}, {0u, "!"}}) {
+    CompoundBuilder file;
+    file.shift = std::max(shift, 6u);
+    file.Stream(u"a", Bytes().Fill(5000, 'x'));
+    file.Stream(u"b", Bytes().Fill(100, 'x'));
+    EXPECT_EQ(Members(Bytes(file.Build()).PatchU16(30, shift)), line) << shift;
+  }
+}
+
+TEST(Compound, KeepsTheDirectoryAsLongAsItsChainAndTheMiniFatAsItsHeaderSays) {
+  const CompoundBuilder f = Five();
+  const uint32_t directory = (f.directory_at >> 9) - 1;  // two sectors of four entries
+  const auto with = [&](uint32_t at, uint32_t value) { return Bytes(f.bytes).PatchU32(at, value); };
+  const Rows<Bytes, const char*> rows = {
+      {"a count of directory sectors is not read", with(40, 1), "abcde$"},
+      {"the directory's chain ends earlier", with(f.FatAt(directory), 0xFFFFFFFE), "abc!"},
+      {"the directory's chain in a circle, which counts as empty", with(f.FatAt(directory + 1), directory),
+       "!"},
+      {"no sectors of the mini FAT", with(64, 0), "ABcde$"},
+      {"more of them than its chain has", with(64, 2), "abcde$"},
   };
   ExpectRows(rows, Members);
 }

@@ -84,7 +84,6 @@ TEST(SfxSearch, HeadersThatLieEndTheTest) {
   const Rows<Bytes, bool> rows = {
       {"as written", good, true},
       {"no MZ", Bytes(good).PatchU8(0, 'N'), false},
-      {"a library", Bytes(good).PatchU16(kPeHeaderAt + 22, 0x2102), false},
       {"no sections", Bytes(good).PatchU16(kPeHeaderAt + 6, 0), false},
       {"a section table behind the end", Bytes(good).PatchU16(kPeHeaderAt + 6, 0xFFFF), false},
       {"an optional header behind the end", Bytes(good).PatchU16(kPeHeaderAt + 20, 0xFFFF), false},
@@ -92,12 +91,25 @@ TEST(SfxSearch, HeadersThatLieEndTheTest) {
        PeHeaders({{UINT32_MAX - 599, 1000}}).PadTo(500).Raw(kZipSignature).PadTo(1100), false},
       {"a section at the last byte", Bytes(good).PatchU32(entry + 20, 0xFFFFFFFF), false},
       {"not PE: the whole start is searched", Bytes(good).PatchU8(kPeHeaderAt, 'N'), true},
-      {"not PE: a new-header offset behind the file, as DOS stubs have it",
-       Bytes().Text("MZ").PadTo(60).U32(1 << 20).Raw(kZipSignature).PadTo(200), true},
       {"no new-header offset", Bytes().Text("MZ").Raw(kZipSignature).PadTo(63), false},
       {"cut inside the section entry", Bytes(good).CutTo(entry + 23), false},
   };
   ExpectRows(rows, [](const Bytes& file) { return Locate(file).type_id == kZip; });
+}
+
+TEST(SfxSearch, KeepsLibrariesOut) {
+  const auto with = [](uint32_t characteristics) {
+    return PeHeaders({{100, 400}}, characteristics).PadTo(500).Raw(kZipSignature).PadTo(600);
+  };
+  EXPECT_EQ(Locate(with(0x0102)), (Found{kZip, 500}));
+  EXPECT_EQ(Locate(with(0x2102)), Found{});
+}
+
+TEST(SfxSearch, KeepsProgramsWhoseNewHeaderIsNowhereAmongThoseNotPe) {
+  for (const uint32_t new_header : {198u, 199u, 200u, 1u << 20, UINT32_MAX}) {
+    const Bytes program = Bytes().Text("MZ").PadTo(60).U32(new_header).Raw(kZipSignature).PadTo(200);
+    EXPECT_EQ(Locate(program), (Found{kZip, 64})) << new_header;
+  }
 }
 
 TEST(SfxSearch, SignaturesAndTheirConditions) {
@@ -146,12 +158,17 @@ TEST(DetectSfx, AsksTheInnerFormatOnAViewOfTheRest) {
       {"LHA", LhaSample(), {kLha, 500}},
       {"ARJ", ArjSample(), {kArj, 500}},
       {"a damaged cabinet", damaged, {}},
-      {"the search is not resumed", Bytes(damaged).Raw(ArjSample()), {}},
   };
   const Bytes program = PeHeaders({{100, 400}}).PadTo(500);
   ExpectRows(rows, [&](const Bytes& rest) { return Locate(Bytes(program).Raw(rest), Formats()); });
   constexpr FormatTable kEmpty{std::span<const FormatEntry>()};
   EXPECT_EQ(Locate(Bytes(program).Raw(CabinetSample()), kEmpty), Found{}) << "the inner format has no row";
+}
+
+TEST(DetectSfx, KeepsToTheFirstSignature) {
+  const Bytes program = PeHeaders({{100, 400}}).PadTo(500);
+  EXPECT_EQ(Locate(Bytes(program).Raw(ArjSample()), Formats()), (Found{kArj, 500}));
+  EXPECT_EQ(Locate(Bytes(program).Raw(CabinetSample().PatchU32(8, 0)).Raw(ArjSample()), Formats()), Found{});
 }
 
 Bytes NsisHeader() { return Bytes().U32(0).U32(0xDEADBEEF).Text("NullsoftInst").U32(100).U32(200); }

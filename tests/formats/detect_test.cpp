@@ -85,7 +85,7 @@ TEST(Detect, SeesThroughTheEndMarkOfArj) {
   ExpectRows(rows, TypeOf);
 }
 
-TEST(Detect, ADisabledTypeDoesNotFallThroughToALaterOne) {
+TEST(Detect, KeepsADisabledTypeFromFallingThroughToALaterOne) {
   // A text that is SZDD by its start and mail by its second line; SZDD has a handler.
   const Bytes file = Bytes().Text("SZDD").U32(0x3327F088).Text("A").U8(0).U32(0).Text("\nFrom me\n");
   ASSERT_TRUE(Detects<9>(file));

@@ -6,6 +6,7 @@
 #include "core/memory_stream.h"
 #include "formats/registry.h"
 #include "support/compound_builder.h"
+#include "support/deflate_builder.h"
 #include "support/rows.h"
 
 namespace brix {
@@ -36,11 +37,15 @@ TEST(Office, TellsPackagesByTheirLayout) {
   const std::string most(511, 'n');
   const Rows<Bytes, std::string> rows = {
       {"a packaged file", Packaged("a.txt", "text"), "a.txt=text $"},
-      {"without a label or data", Packaged("", ""), "Unknown= $"},
       {"the leading size is not looked at", Packaged("a.txt", "text").PatchU32(0, 7), "a.txt=text $"},
       {"the longest label", Packaged(most, "text"), most + "=text $"},
       {"a label that does not end in 512 bytes", Packaged(most + "n", "text").PatchU32(0, 1), "damaged"},
-      {"data a byte too long", Packaged("a.txt", "text", 1).PatchU32(0, 1), "damaged"},
+      {"data a byte too long, as no size is right", Packaged("a.txt", "text", 1).PatchU32(0, 1),
+       "a.txt=text $"},
+      {"none of the data", Packaged("a.txt", "", ~0u).PatchU32(0, 1), "a.txt= $"},
+      {"no room for the data's size", Packaged("a.txt", "").CutTo(37).PatchU32(0, 1), "damaged"},
+      {"the leading size is right, so all is raw data", Packaged("", "text", 1),
+       "Unknown=" + Text(Packaged("", "text", 1).data).substr(4) + " $"},
       {"a raw object", Bytes(mark).U32(2).Fill(32, 'h').Text("text"), "Unknown=text $"},
       {"of the other kind, nothing in it", Bytes(mark).U32(3).Fill(32, 0), "Unknown= $"},
       {"cut in its header", Bytes(mark).U32(2).Fill(31, 0), "damaged"},
@@ -53,8 +58,22 @@ TEST(Office, TellsPackagesByTheirLayout) {
   ExpectRows(rows, [](const Bytes& package) { return WalkLine(kPackage, With(kPackageName, package)); });
 }
 
+TEST(Office, KeepsUnknownCapitalisedForPackagesWithoutALabel) {
+  EXPECT_EQ(WalkLine(kPackage, With(kPackageName, Packaged("", ""))), "Unknown= $");
+}
+
+TEST(Office, KeepsStoragesOfBrokenPackagesClosed) {
+  CompoundBuilder file;
+  file.Stream(u"Workbook", Bytes().Text("x"));
+  const uint32_t bad = file.Storage(u"1");
+  file.Stream(kPackageName, Bytes().Text("12345678"), bad);
+  file.Stream(kPackageName, Raw("not entered"), file.Storage(u"inside", bad));
+  file.Stream(kPackageName, Raw("next"), file.Storage(u"2"));
+  EXPECT_EQ(WalkLine(kExcel, file.Build()), "Unknown=next $");
+}
+
 TEST(Office, WalksTheStoragesThatItsTypeSays) {
-  // Objects 1 to 5: in the root, in the pool, two levels below it, one that does not parse, one behind it.
+  // Objects 1 to 4: in the root, in the pool, two levels below it, one after that.
   CompoundBuilder file;
   file.Stream(u"WordDocument", Bytes().Text("x"));
   file.Stream(kPackageName, Raw("root"), file.Storage(u"MBD1"));
@@ -64,9 +83,6 @@ TEST(Office, WalksTheStoragesThatItsTypeSays) {
   const uint32_t deep = file.Storage(u"deep", file.Storage(u"_2", pool));
   file.Stream(u"other", Bytes().Text("x"), deep);
   file.Stream(kPackageName, Raw("deep"), file.Storage(u"deeper", deep));
-  const uint32_t bad = file.Storage(u"_3", pool);
-  file.Stream(kPackageName, Bytes().Text("12345678"), bad);
-  file.Stream(kPackageName, Raw("not entered"), file.Storage(u"inside", bad));
   file.Stream(kPackageName, Packaged("large", std::string(5000, 'L')), file.Storage(u"_4", pool));
   const Bytes& bytes = file.Build();
   EXPECT_EQ(WalkLine(kWord, bytes, 2), "label=po Unknown=de large=LL $");
@@ -75,6 +91,54 @@ TEST(Office, WalksTheStoragesThatItsTypeSays) {
   EXPECT_EQ(WalkLine(kWord, Bytes(bytes).PatchU8(file.EntryAt(pool), 'X')), "$") << "no pool";
   EXPECT_EQ(WalkLine(kWord, Bytes(bytes).PatchU32(file.EntryAt(deep) + 76, pool), 2),
             "label=po large=LL damaged");
+}
+
+// A compound file with a directory of any size: the builder's header and tables, then one entry again and again, each
+// the left sibling of the one before it.
+class EndlessRoot final : public Stream {
+ public:
+  explicit EndlessRoot(uint32_t entries) : entries_(entries) {
+    const uint32_t sectors = entries / kPerSector + 1;
+    head_ =
+        Bytes().U32(0xE011CFD0).U32(0xE11AB1A1).PadTo(30).U16(16).U16(6).PadTo(44).U32(1).U32(1).PadTo(60);
+    head_.U32(~1u).U32(0).U32(~1u).U32(0).U32(0).PadTo(1 << 16).U32(~2u);
+    for (uint32_t i = 1; i <= sectors; ++i) head_.U32(i == sectors ? ~1u : i + 1);
+    head_.PadTo(2 << 16);
+  }
+  [[nodiscard]] bool ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) override {
+    for (*got = 0; *got < size;) {
+      const uint32_t index = (offset - head_.size()) / 128, at = offset % 128;
+      const uint32_t run = std::min(size - *got, 128 - at);
+      entry_.PatchU32(68, index == 0 || index == entries_ ? ~0u : index + 1)
+          .PatchU32(76, index == 0 ? 1 : ~0u);
+      std::copy_n((offset < head_.size() ? &head_.data[offset - at] : &entry_.data[0]) + at, run, buf + *got);
+      *got += run, offset += run;
+    }
+    return true;
+  }
+  [[nodiscard]] bool WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t*) override { return false; }
+  [[nodiscard]] bool SetSize(uint32_t) override { return false; }
+  [[nodiscard]] bool GetSize(uint32_t* size) override {
+    *size = head_.size() + ((entries_ / kPerSector + 1) << 16);
+    return true;
+  }
+
+ private:
+  static constexpr uint32_t kPerSector = 512;
+  const uint32_t entries_;
+  Bytes head_;
+  Bytes entry_ = Bytes().PadTo(66).U16(2).U32(0).U32(~0u).PadTo(128);
+};
+
+TEST(Office, GivesUpTheSearchForAPackageAfterAMillionEntries) {
+  for (const auto& [entries, ends] : {std::pair(5000u, true), {1000001u, false}}) {
+    EndlessRoot in(entries);
+    const FormatEntry* const row = Formats().Find(kExcel);
+    const std::unique_ptr<ArchiveHandler> handler(row->create(&in, {kExcel, 0, 0, Formats()}));
+    char name[kNameBufferSize];
+    EXPECT_EQ(handler->OpenArchive(name), ends) << entries;
+    EXPECT_STREQ(name, "");
+  }
 }
 
 Bytes Record(uint32_t version, uint32_t type, const Bytes& data) {
@@ -107,6 +171,49 @@ TEST(PowerPoint, FindsEmbeddedObjectsAmongItsRecords) {
        "a=text $"},
       {"deeper than is looked at", deep.Raw(object), "a=text $"},
       {"a length behind the end", Record(0, 1, Bytes()).PatchU32(4, 0xFFFFFFFF).Raw(object), "$"},
+      {"an object's length past the stream, its data whole", Bytes(object).PatchU32(4, 0xFFFFFFFF),
+       "a=text $"},
+      {"past its container, too", Record(15, 1000, Bytes(object).PatchU32(4, packed.size() + 1)).Raw(object),
+       "a=text a=text $"},
+      {"past it, as its data are", Record(15, 1000, object).PatchU32(4, 20), "a=text $"},
+      {"past the stream, and the data cut", Bytes(object).CutTo(object.size() - 1), "$"},
+      {"of an object as it is, cut at its container",
+       Record(15, 1000, Record(0x10, 4113, storage).PatchU32(4, 0xFFFFFFFF)).Raw(object), "a=text a=text $"},
+  };
+  ExpectRows(rows, [](const Bytes& r) { return WalkLine(kPowerPoint, With(u"PowerPoint Document", r)); });
+}
+
+TEST(PowerPoint, BoundsWhatRecordsReadPastTheirContainers) {
+  // Each object's data run through all containers that follow: a stored block hides the next one's headers.
+  const Bytes object = Bytes().U32(0x13FFFFF).U16(0x9C78).U8(0).U16(22).U16(0xFFFF - 22);
+  const Bytes unit = Record(15, 1000, Record(0x10, 4113, object).PatchU32(4, 0x7FFFFFFF));
+  const Bytes whole = Record(0x10, 4113, With(kPackageName, Packaged("a", "text")));
+  for (const auto& [count, line] : {std::pair(100, "a=text $"), {3000, "a=text damaged"}}) {
+    Bytes records;
+    for (int i = 0; i < count; ++i) records.Raw(unit);
+    EXPECT_EQ(WalkLine(kPowerPoint, With(u"PowerPoint Document", records.Raw(whole))), line) << count;
+  }
+}
+
+TEST(PowerPoint, BoundsTheSizeOfAnObject) {
+  const Bytes storage = With(kPackageName, Packaged("a", "text"));
+  const auto object = [&](uint32_t size) {
+    const uint32_t rest = size - storage.size();
+    std::vector<Token> tokens(rest / 258, Token{258, 1});
+    tokens.insert(tokens.end(), rest % 258, Token{0, 0});
+    DeflateBuilder deflate;
+    deflate.Stored(storage.data, false).Fixed(tokens, true);
+    return Record(0x10, 4113, Bytes().U32(size).U16(0x9C78).Raw(deflate.bits.bytes()));
+  };
+  const Bytes largest = object(0x13FFFFF);
+  // More than their container, so that they may overlap: all that they inflate to counts.
+  const Bytes past = Record(15, 1000, Bytes(largest).PatchU32(4, 0x7FFFFFFF));
+  const Rows<Bytes, const char*> rows = {
+      {"the largest", largest, "a=text $"},
+      {"20 MiB", object(0x1400000), "$"},
+      {"past their containers", Bytes(past).Raw(past).Raw(past), "a=text a=text a=text $"},
+      {"more of those", Bytes(past).Raw(past).Raw(past).Raw(past).Raw(past),
+       "a=text a=text a=text a=text a=text damaged"},
   };
   ExpectRows(rows, [](const Bytes& r) { return WalkLine(kPowerPoint, With(u"PowerPoint Document", r)); });
 }

@@ -15,7 +15,7 @@
 namespace brix {
 
 struct CompoundBuilder {
-  uint32_t shift = 9;  // at least
+  uint32_t shift = 9;
   uint32_t cutoff = 4096;
   bool backwards = false;  // every chain's sectors lie in reverse order, so that none has its neighbour next
 
@@ -27,6 +27,7 @@ struct CompoundBuilder {
   }
 
   const Bytes& Build() {
+    if (shift < 9) fat_.Fill(((512u >> shift) - 1) * 4, 0xFF);  // sectors inside the header
     Bytes mini_fat;
     for (Entry& e : entries_) {
       Bytes& mini = entries_[0].data;

@@ -5,7 +5,7 @@
 // bytes produced, the place turns into a distance of 1 to 4,096 back from the next byte, and no ring is kept.
 //
 // Bounds: every distance is at most 4,096 and that much history always stands in front of the write position.
-// The loop ends by the limit or by the end of the input. It costs 80 KiB while it lives.
+// The loop ends by the limit or by the end of the input. Memory: 52 KiB.
 #include "decoders/lzss/szdd_decoder.h"
 
 #include <algorithm>

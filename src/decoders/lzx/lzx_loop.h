@@ -61,7 +61,8 @@ class Bits : public MsbCursor {
 
   [[nodiscard]] bool ok() const { return next <= stop() && Position() <= (end_ - begin_) * 8; }
 
-  // Moves to the next word, from the beginning of one too.
+  // Moves to the next word, as the format pads the header of an uncompressed block: by 1 to 16 bits, which is a whole
+  // word at the beginning of one.
   void SkipToWord() {
     next = begin_ + words_at_ + ((Position() - words_at_ * 8) / 16 + 1) * 2;
     bits = count = 0;
@@ -72,8 +73,8 @@ class Bits : public MsbCursor {
   [[nodiscard]] const uint8_t* Raw(uint32_t size) {
     if (next > end_ || size > end_ - next) return nullptr;
     uint8_t* const first = begin_ + (next - begin_);
-    uint8_t* const word =
-        first + (inside_word() ? 1 : 0);  // inside one only at the start, before the first whole word
+    // Inside a word only at the unit's start, before the first whole one.
+    uint8_t* const word = first + (inside_word() ? 1 : 0);
     next += size;
     SwapPairs(word, std::min(next - word + 1, end_ - word));
     return first;

@@ -37,7 +37,8 @@ ExecutableKind ReadExecutable(Stream& in, PeImage* image) {
   const uint32_t header_at = mz.U32(kNewHeaderAt);
   if (!mz.ok()) return ExecutableKind::kNone;
 
-  // DOS programs have anything at offset 60, also what points behind their end.
+  // Kept: an offset that lies after the file's end makes it a program that is not PE. DOS programs may have anything
+  // there.
   FieldReader pe(in, header_at);
   if (!pe.Is(0, kPe)) return ExecutableKind::kOther;
   image->characteristics = pe.U16(kCharacteristicsAt);

@@ -9,8 +9,8 @@
 // has it straight to the target.
 //
 // Kept: checksums are not read, so damage shows only as a failed or short decoding. A folder's first block is read
-// even when the folder is said to have none. A block that ends in an odd place turns LZX's 16-bit words around, by
-// an expression that looks at the folder's first offset, too.
+// even when the folder is said to have none. A block of no output ends its folder, with success. Where a block's data
+// begin turns LZX's 16-bit words around, by an expression that looks at the folder's first offset, too.
 //
 // Bounds: a block's sizes are checked before anything is read (38,912 in, 32,768 out). Block counts are 16 bits
 // wide, so one pass yields less than 2 GiB and offsets in the folder do not wrap; offsets in the input are checked
@@ -110,7 +110,12 @@ bool CabinetFolder::ReadHeader() {
   }
   packed_size_ = LoadLe16(header_.data() + kBlockPackedAt);
   plain_size_ = LoadLe16(header_.data() + kBlockPlainAt);
-  if (plain_size_ == 0) return true;
+  if (plain_size_ == 0) {  // ends the folder, unless the block cannot be one
+    lost_ = packed_size_ > kMaxPacked;
+    if (!lost_) return true;
+    passed_.Clear();
+    return Refuse("cabinet: too much input in a block");
+  }
   if (Stored() && packed_size_ >= plain_size_ && packed_size_ <= kMaxPacked && plain_size_ <= kMaxPlain)
     return true;
   return Decode();

@@ -21,8 +21,8 @@ inline constexpr uint32_t kSpareFolders = 10;  // folders that may be more than 
 
 inline constexpr uint32_t kFlagPrevious = 1;  // names of the previous cabinet and its disk follow
 inline constexpr uint32_t kFlagNext = 2;      // then those of the next
-inline constexpr uint32_t kFlagReserve =
-    4;  // before either: sizes of the reserved areas, and the header's area
+// Before either: the sizes of the reserved areas, and the header's area.
+inline constexpr uint32_t kFlagReserve = 4;
 
 // The reserve sizes, right behind the header.
 inline constexpr uint32_t kReserveInHeaderAt = 36;

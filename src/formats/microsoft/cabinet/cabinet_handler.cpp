@@ -54,6 +54,8 @@ class CabinetHandler final : public ArchiveHandler {
     const uint32_t flags = header.U16(kFlagsAt);
     if (!header.ok() || !CheckedAdd(&next_file_at_, header_at_))
       return Refuse("cabinet: file list out of range");
+    files_read_ = 0;
+    current_folder_ = kNoFolder;
     return FindFolders(header, flags) && NextMember(name);
   }
 

@@ -5,7 +5,8 @@
 // own bytes and what later ones copy from them, which comes out as zeros. LZX and Quantum adapt as they go and
 // cannot go on behind damage.
 //
-// Memory: 160 KiB for MSZIP; the window and about 150 KiB for LZX; one and a half windows for Quantum.
+// Memory: about 180 KiB for MSZIP; the window and about 100 KiB for LZX; one and a half windows for Quantum, or the
+// window and 64 KiB when that is more.
 #include "formats/microsoft/cabinet/cabinet_methods.h"
 
 #include <algorithm>

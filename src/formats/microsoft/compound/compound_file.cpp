@@ -1,7 +1,7 @@
 // compound_file.cpp - opens a compound file and reads its directory.
 //
 // Sector n lies one sector behind where its number puts it, because the header takes the place of the first.
-// Short streams lie in 64-byte mini sectors inside the mini stream, which is the root entry's own stream.
+// Short streams lie in mini sectors, of 64 bytes as a rule, inside the mini stream, which is the root entry's own stream.
 //
 // Bounds: a chain has at most as many sectors as the file; the counts in the header are limited, and cut to the
 // file's sectors before memory is taken for them. Nothing else is taken on the header's word. Opening follows

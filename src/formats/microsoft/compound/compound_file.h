@@ -34,7 +34,7 @@ struct Entry {
 class CompoundFile {
  public:
   // Reads the header, and the root entry. Costs one small read when the signature is not there. `in` must
-  // outlive the object; an object is opened once.
+  // outlive the object, which may be opened again on the same data.
   [[nodiscard]] bool Open(Stream& in);
 
   [[nodiscard]] const Entry& root() const { return root_; }

@@ -23,7 +23,8 @@ inline constexpr uint32_t kHeaderDifat = 76;  // the first numbers of FAT sector
 inline constexpr uint32_t kHeaderDifatEntries = 109;
 
 // Limits on the fields above.
-inline constexpr uint32_t kLeastSectorShift = 7;  // a directory entry fits
+// Kept: sectors that are smaller than a directory entry are refused.
+inline constexpr uint32_t kLeastSectorShift = 7;
 inline constexpr uint32_t kMostShift = 16;
 inline constexpr uint32_t kMostFatSectors = 32768;  // also of the mini FAT
 inline constexpr uint32_t kMostDifatSectors = 256;

@@ -1,8 +1,8 @@
 // directory_walk.cpp - the entries of one storage form a binary tree of their own, ordered by name.
 //
-// Kept in no other way than by its links: neither the order nor the balance of a tree is relied on, because
-// writers differ and what cannot be found cannot be examined. Listing goes through a tree from its right end to
-// its left, so that the last entry listed is the first to come.
+// Kept: a tree is walked by its links alone. Its order, its balance and its depth are not checked, because writers
+// differ and what cannot be found cannot be examined. Listing goes through a tree from its right end to its left, so
+// that the last entry listed is the first to come.
 //
 // Bounds: a bit for each entry of the directory. Every step takes an entry that was not met before, so the
 // stacks hold at most as many numbers as there are entries, and a whole walk is linear in the directory, however

@@ -1,7 +1,10 @@
 // office_handler.cpp - packages in Word and Excel documents, and a package that stands alone.
 //
 // The walk goes through storages, depth first: those below "ObjectPool" in a Word document, all in an Excel
-// document. A storage that holds a package stream is the package's and is not entered.
+// document.
+//
+// Kept: a storage that holds a package stream is not entered, even when that stream has none of the layouts. The
+// package is dropped then, and the walk goes on after the storage.
 //
 // Bounds: no entry of the directory is met twice (directory_walk.h), and a step of the walk takes one; a search
 // for the next member ends after a million. Damage to the directory is passed over, so that what can be reached

@@ -1,8 +1,9 @@
 // package.cpp - the three layouts of a package stream, tried in turn.
 //
-// A packaged file has a label and two paths in front of its data; a raw object has a header of 40 bytes; any
-// other has its size and nothing else. The first is told by two bytes that raw data may begin with, so a stream
-// whose texts do not end, or whose data reach behind its end, is tried as the others.
+// A packaged file has a label and two paths before its data; a raw object has a header of 40 bytes; any other has
+// its size and nothing else. The first is recognised by two bytes that raw data may begin with, so a stream whose
+// texts do not end, or whose data reach past its end, is tried as the others. When its size is none of theirs
+// either, it is a packaged file whose sizes are wrong: its data end with the stream.
 //
 // Bounds: each text ends within 512 bytes, and the data lie inside the stream.
 #include "formats/microsoft/office/package.h"
@@ -29,7 +30,8 @@ bool ReadText(Stream& in, uint32_t* at, std::array<char, kMostTextBytes>* text) 
   return zero != end && CheckedAdd(at, static_cast<uint32_t>(zero - text->begin()) + 1);
 }
 
-bool ParsePackagedFile(Stream& in, uint32_t stream_size, Package* package, char* name) {
+// may_cut  data that are said to reach past the end are cut there; otherwise the stream is none of this layout.
+bool ParsePackagedFile(Stream& in, uint32_t stream_size, bool may_cut, Package* package, char* name) {
   std::array<char, kMostTextBytes> label;
   std::array<char, kMostTextBytes> path;
   uint32_t at = kLabel;
@@ -39,10 +41,12 @@ bool ParsePackagedFile(Stream& in, uint32_t stream_size, Package* package, char*
   }
   FieldReader fields(in, at);
   const uint32_t data_size = fields.U32(0);
-  if (!fields.ok() || !CheckedAdd(&at, sizeof data_size) || !Fits(at, data_size, stream_size)) {
-    return Refuse("package: data reach behind the end");
+  if (!fields.ok() || !CheckedAdd(&at, sizeof data_size) || at > stream_size) {
+    return Refuse("package: no size of the data");
   }
-  *package = {at, data_size};
+  const uint32_t left = stream_size - at;
+  if (data_size > left && !may_cut) return Refuse("package: data reach past the end");
+  *package = {at, std::min(data_size, left)};
   CopyName(label[0] == '\0' ? kUnknownPackage : std::string_view(label.data()), name);
   return true;
 }
@@ -55,15 +59,16 @@ bool ParsePackage(Stream& in, Package* package, char* name) {
   if (!in.GetSize(&size) || !ReadExact(in, 0, head.data(), kPackageHead))
     return Refuse("package: shorter than 8 bytes");
   const uint32_t leading_size = LoadLe32(&head[kLeadingSize]);
+  const bool is_bare = leading_size == size - sizeof leading_size;  // possibly: a size and its data
   // The raw object's mark can be no size.
   if (leading_size != kRawMark && LoadLe16(&head[kPackageKind]) == kPackagedFile &&
-      ParsePackagedFile(in, size, package, name)) {
+      ParsePackagedFile(in, size, !is_bare, package, name)) {
     return true;
   }
   const uint32_t kind = LoadLe32(&head[kPackageKind]);
   if (leading_size == kRawMark && (kind == 2 || kind == 3) && size >= kRawHeaderBytes) {
     *package = {kRawHeaderBytes, size - kRawHeaderBytes};
-  } else if (leading_size == size - sizeof leading_size) {
+  } else if (is_bare) {
     *package = {sizeof leading_size, leading_size};
   } else {
     return Refuse("package: size differs from the stream's");
