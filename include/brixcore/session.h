@@ -97,7 +97,8 @@ BRIX_API int32_t ArcTkSetMaxCompressSize(ArcTkSession session, uint32_t mebibyte
  * BRIX_FAILED: this member could not be extracted, or the archive's directory is damaged. The next call goes on
  * with the next member, or with the archive around the damaged one;
  * BRIX_NO_OUTPUT: the factory failed; the member is passed over;
- * BRIX_OUT_OF_MEMORY: also when the factory made no output for a nested archive that is opened for change;
+ * BRIX_OUT_OF_MEMORY: also when the factory made no output for a nested archive that is to be opened for change. That
+ * archive is passed over, and the next call goes on with the next member;
  * BRIX_BAD_ARGUMENT. */
 BRIX_API int32_t ArcTkExtractNextMember(ArcTkSession session, uint32_t descend, ArcStream* stream);
 
@@ -130,7 +131,7 @@ enum {
   BRIX_FILE_CREATE = 2      /* for both; made, or emptied when it exists */
 };
 
-/* A file. Only regular files of less than 4 GiB.
+/* A file. Only regular files of less than 4 GiB; a symbolic link leads to its file.
  *
  * path  in  bytes for the system; for ArcTkOpenFileW UTF-16 on Windows and UTF-32, handed on as UTF-8, elsewhere.
  *

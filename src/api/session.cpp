@@ -44,9 +44,10 @@ void ArcTkSessionRecord::PopLevel() {
 bool ArcTkSessionRecord::Descend() {
   Level& parent = *top_;
   if (!parent.pending.is_open() || parent.pending_was_tried || was_cut_) return true;
+  parent.pending_was_tried =
+      true;  // holds also when the factory fails or throws: a walk must come to its end
   OwnedStream output;
   if (parent.is_for_change && !output.Create(factory_)) return false;
-  parent.pending_was_tried = true;
   (void)OpenLevel(parent.pending.record(), parent.is_for_change ? &output.record() : nullptr, &output);
   return true;
 }
