@@ -98,7 +98,7 @@ int32_t ArcTk2ArchiveRecord::ExtractToTempFile(char* path, uint32_t path_size) {
   brix::OwnedFile file(std::move(owned));
   if (length >= path_size) return BRIX_BAD_ARGUMENT;
   brix::FileStream stream;
-  if (!stream.Open(made, brix::platform::OpenMode::kReadWrite)) return BRIX_FAILED;
+  if (!stream.Open(made, brix::platform::OpenMode::kOwn)) return BRIX_FAILED;
   const Yield yield = ExtractInto(stream);
   stream.Close();
   if (!yield.IsKept()) return yield.status;

@@ -167,7 +167,7 @@ const char* BrixNamedArchiveRecord::Extract() {
   // A file that the host did not hand back is forgotten here, and stays.
   brix::CopyName(made, path_);
   brix::FileStream file;
-  const bool is_open = file.Open(path_, brix::platform::OpenMode::kReadWrite);
+  const bool is_open = file.Open(path_, brix::platform::OpenMode::kOwn);
   const bool ok = is_open && ExtractInto(file);
   file.Close();
   if (!ok) {

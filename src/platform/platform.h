@@ -19,6 +19,7 @@ inline constexpr int32_t kNoDescriptor = -1;
 enum class OpenMode {
   kRead,       // an existing file, for reading
   kReadWrite,  // an existing file, for both
+  kOwn,        // the same for a file that the library made under a name of its own: a link there is refused
   kCreate,     // for both; made, or emptied when it exists
   kCreateNew,  // for both; fails when the name exists already, also as a link
 };

@@ -92,6 +92,16 @@ TEST_F(IoTest, PipesAndDevicesAreRefusedWithoutWaiting) {
     EXPECT_FALSE(file.Open("/dev/zero", mode));
   }
 }
+
+TEST_F(IoTest, LinksAreFollowedButNotWhereTheLibraryMadeTheFile) {
+  std::ofstream(File("there")) << "content";
+  std::filesystem::create_symlink("there", File("link"));
+  for (const OpenMode mode : {OpenMode::kRead, OpenMode::kReadWrite, OpenMode::kOwn, OpenMode::kCreate}) {
+    FileStream file;
+    EXPECT_EQ(file.Open(File("link").c_str(), mode), mode != OpenMode::kOwn);
+    EXPECT_TRUE(file.Open(File("there").c_str(), mode));
+  }
+}
 #endif
 
 TEST_F(IoTest, TheTableHoldsExactlyItsSlots) {

@@ -48,6 +48,7 @@ HANDLE OpenHandle(const Char* path, OpenMode mode) {
       share |= FILE_SHARE_WRITE;  // a file that its owner still writes may be scanned
       break;
     case OpenMode::kReadWrite:
+    case OpenMode::kOwn:  // to make a link needs a privilege there
       break;
     case OpenMode::kCreate:
       disposition = CREATE_ALWAYS;
