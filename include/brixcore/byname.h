@@ -182,7 +182,8 @@ BRIX_API const char* ExtractCurrentFile(BrixNamedArchive archive);
 
 /* Hands the extracted file back. With recursion type 2 and below the nesting limit it is opened as a container and
  * the next GetNextFileName names its first member. Otherwise it is deleted. BRIX_ERROR_LIMIT: the nesting limit kept
- * it from being entered; that of an extraction before stays too when the recursion type is not 2. */
+ * it from being entered; that of an extraction before stays too when the recursion type is not 2. BRIX_ERROR_MEMORY:
+ * there was no memory to look whether it is a container. */
 BRIX_API void RemoveCurrentFile(BrixNamedArchive archive);
 
 /* The name, without folders, of the container being walked: of the file that was opened or of the member entered. */

@@ -48,7 +48,7 @@ typedef struct ArcTkSessionRecord* ArcTkSession;
  * session  out  the new session; null after a failure. Freed by ArcTkCloseArchive.
  *
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT; BRIX_OUT_OF_MEMORY; BRIX_FAILED when the outermost archive cannot be
- * opened, for whatever reason: never BRIX_NOT_AN_ARCHIVE. */
+ * opened, for whatever other reason: never BRIX_NOT_AN_ARCHIVE. */
 BRIX_API int32_t ArcTkOpenArchive(const ArcStream* stream, const ArcStreamFactory* factory,
                                   ArcTkSession* session);
 
@@ -97,8 +97,9 @@ BRIX_API int32_t ArcTkSetMaxCompressSize(ArcTkSession session, uint32_t mebibyte
  * BRIX_FAILED: this member could not be extracted, or the archive's directory is damaged. The next call goes on
  * with the next member, or with the archive around the damaged one;
  * BRIX_NO_OUTPUT: the factory failed; the member is passed over;
- * BRIX_OUT_OF_MEMORY: also when the factory made no output for a nested archive that is to be opened for change. That
- * archive is passed over, and the next call goes on with the next member;
+ * BRIX_OUT_OF_MEMORY: also when there is no memory to look whether the member extracted last is an archive, and when the
+ * factory made no output for a nested archive that is to be opened for change. That one is not entered, and the next call
+ * goes on with the next member;
  * BRIX_BAD_ARGUMENT. */
 BRIX_API int32_t ArcTkExtractNextMember(ArcTkSession session, uint32_t descend, ArcStream* stream);
 

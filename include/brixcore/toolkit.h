@@ -130,8 +130,9 @@ BRIX_API int32_t ArcTk2_OpenArchiveStream(ArcTk2Toolkit* toolkit, const ArcStrea
  * Returns BRIX_OK; BRIX_NO_MORE_MEMBERS at the end of the walk; BRIX_BAD_ARGUMENT for null arguments and when
  * the name does not fit (the walk has moved on); BRIX_FAILED when the outermost archive's directory is
  * damaged, now and in every later call; BRIX_PART_FAILED when a nested container's is, or when the file of
- * the member extracted last is gone: that one is left, and the next call goes on behind it;
- * BRIX_OUT_OF_MEMORY. */
+ * the member extracted last is gone: that one is left, and the next call goes on after it;
+ * BRIX_OUT_OF_MEMORY: the member extracted last may be a container, and there was no memory to look into it. It is left,
+ * and the next call goes on after it. */
 BRIX_API int32_t ArcTk2_GetNextFile(ArcTk2Archive* archive, char* name, uint32_t name_size);
 
 /* Replaces the limit on the bytes one member may yield, for this archive.

@@ -193,7 +193,7 @@ size_t HeaderBlockSize(Text text) {
 // A header block that does not end in the first kilobyte.
 bool LongHeaderIsMail(Stream& in) {
   MemoryBlock buffer;
-  if (!buffer.TryResize(kMaxHeaderText)) return false;
+  NeedMemory(buffer.TryResize(kMaxHeaderText));
   bool examined = false;
   for (uint32_t at = 0;;) {
     uint32_t got = 0;
