@@ -12,8 +12,8 @@
  *     }
  *   }
  *
- * Of a public type given as an argument only the low 16 bits count. Texts are zero-terminated. The functions keep
- * nothing and can be called by any thread at any time.
+ * Of a public type given as an argument only the low 16 bits count. Texts are zero-terminated; brixcore.h says what paths
+ * may be. The functions keep nothing and can be called by any thread at any time.
  */
 #ifndef BRIXCORE_CATALOGUE_H_
 #define BRIXCORE_CATALOGUE_H_

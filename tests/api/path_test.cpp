@@ -66,6 +66,34 @@ TEST(Paths, FoldersOf511BytesWork) {
   DeInitDecompression(context);
 }
 
+TEST(Paths, FilesOfFourGigabytesHaveNoSizeAndAreNoArchives) {
+  Session s;
+  const std::string path = s.dir.Write("large", Szdd("x"));
+  std::error_code error;
+  std::filesystem::resize_file(SystemPath(path), uint64_t{UINT32_MAX} + 1, error);
+  if (error) GTEST_SKIP() << "no room for a sparse file";
+  EXPECT_EQ(s.Open(path.c_str()), BRIX_NOT_AN_ARCHIVE);
+  ArcStream stream{};
+  ASSERT_EQ(ArcTkOpenFile(path.c_str(), BRIX_FILE_READ, &stream), BRIX_OK);
+  uint32_t value = 0;
+  EXPECT_EQ(stream.get_size(stream.context, &value), BRIX_FAILED);
+  EXPECT_EQ(stream.read(stream.context, 0, &value, 4, &value), BRIX_OK);
+  ArcArchive archive = nullptr;
+  ArcTkSession session = nullptr;
+  ArcStreamFactory factory{};
+  EXPECT_EQ(ArcTkOpenTempMemStreamFactory(&factory), BRIX_OK);
+  EXPECT_EQ(ArcOpenArchive(&stream, &archive), BRIX_NOT_AN_ARCHIVE);
+  EXPECT_EQ(ArcTkOpenArchive(&stream, &factory, &session), BRIX_FAILED);
+  EXPECT_EQ(stream.close(stream.context), BRIX_OK);
+  value = 9;
+  EXPECT_EQ(GetArcFileType(path.c_str(), &value), 0);
+  EXPECT_EQ(value, 0u);
+  const BrixDecompression context = InitDecompression();
+  EXPECT_EQ(OpenArchiveFileNew(context, path.c_str()), BRIX_NO_ARCHIVE);
+  EXPECT_EQ(GetErrorValue(context), 3u);
+  DeInitDecompression(context);
+}
+
 TEST(Paths, NamesInUtf8OpenEverywhere) {
   const TempDir dir;
   const std::string folder = dir.File("\xE6\x97\xA5");
