@@ -22,18 +22,19 @@ static const char* Remark(int32_t status) {
 static int Walk(ArcTk2Archive* archive) {
   char name[512];
   int32_t status;
-  /* A container inside that is damaged ends with BRIX_PART_FAILED; the walk goes on behind it. */
-  while ((status = ArcTk2_GetNextFile(archive, name, sizeof name)) == BRIX_OK || status == BRIX_PART_FAILED) {
+  /* A container inside that is damaged ends with BRIX_PART_FAILED; the walk goes on after it. */
+  while ((status = ArcTk2_GetNextFile(archive, name, sizeof name)) == BRIX_OK || status == BRIX_PART_FAILED ||
+         status == BRIX_OUT_OF_MEMORY) {
     void* data;
     uint32_t size;
     uint32_t depth;
-    if (status == BRIX_PART_FAILED) {
-      fprintf(stderr, "a nested archive is damaged\n");
+    if (status != BRIX_OK) {
+      printf("a nested archive %s\n", status == BRIX_PART_FAILED ? "is damaged" : "finds no memory");
       continue;
     }
     if (ArcTk2_GetDepth(archive, &depth) != BRIX_OK) return 1;
     status = ArcTk2_ExtractToMemory(archive, &data, &size);
-    /* A scanner would look at `size` bytes at `data` here. */
+    /* A scanner would look at `size` bytes at `data` here: of a member that was cut, at what came of it. */
     printf("%u %s %u%s\n", (unsigned)depth, name, (unsigned)size, Remark(status));
     ArcTk2_FreeMemory(data);
   }

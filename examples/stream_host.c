@@ -46,20 +46,29 @@ int main(int argc, char** argv) {
   stream.write = Write;
   stream.get_size = GetSize;
   stream.context = fopen(argv[1], "rb");
-  if (stream.context == NULL || ArcTk2_Init(&toolkit) != BRIX_OK) {
+  if (stream.context == NULL) {
     fprintf(stderr, "%s: cannot be opened\n", argv[1]);
+    return 1;
+  }
+  if (ArcTk2_Init(&toolkit) != BRIX_OK) {
+    stream.close(stream.context);
     return 1;
   }
   status = ArcTk2_OpenArchiveStream(&toolkit, &stream, &archive);
   if (status == BRIX_OK) {
-    while ((status = ArcTk2_GetNextFile(&archive, name, sizeof name)) == BRIX_OK) {
-      void* data;
-      uint32_t size;
-      status = ArcTk2_ExtractToMemory(&archive, &data, &size);
-      ArcTk2_GetDepth(&archive, &depth);
-      printf("%u %s %u %s\n", (unsigned)depth, name, (unsigned)size, status == BRIX_OK ? "" : "(not whole)");
-      ArcTk2_FreeMemory(data);
-    }
+    do {
+      status = ArcTk2_GetNextFile(&archive, name, sizeof name);
+      if (status == BRIX_OK) {
+        void* data; /* null, or to be freed */
+        uint32_t size;
+        const int whole = ArcTk2_ExtractToMemory(&archive, &data, &size) == BRIX_OK;
+        ArcTk2_GetDepth(&archive, &depth);
+        printf("%u %s %u %s\n", (unsigned)depth, name, (unsigned)size, whole ? "" : "(not whole)");
+        ArcTk2_FreeMemory(data);
+      } else if (status != BRIX_NO_MORE_MEMBERS && status != BRIX_FAILED) {
+        printf("a nested archive is not whole\n"); /* the walk goes on after it */
+      }
+    } while (status != BRIX_NO_MORE_MEMBERS && status != BRIX_FAILED);
     ArcTk2_CloseArchive(&archive);
   }
   ArcTk2_Close(&toolkit);

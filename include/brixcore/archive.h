@@ -6,21 +6,26 @@
  * (session.h) do both by themselves.
  *
  *   ArcArchive archive;
- *   if (ArcOpenArchive(&stream, &archive) == BRIX_OK) {
- *     while (ArcNextMember(archive) == BRIX_OK) {
+ *   int32_t status = ArcOpenArchive(&stream, &archive);
+ *   if (status == BRIX_OK) {
+ *     while ((status = ArcNextMember(archive)) == BRIX_OK) {
  *       char name[512];
  *       uint32_t size = sizeof name;
  *       if (ArcGetMemberName(archive, name, &size) == BRIX_OK && Wanted(name)) {
- *         ArcExtractMember(archive, &target);
+ *         ArcStream target = LimitedTarget();  // the host's: new, and it refuses to grow beyond its limit
+ *         if (ArcExtractMember(archive, &target) != BRIX_OK) Missed(name);
+ *         Scan(&target);
+ *         target.close(target.context);
  *       }
  *     }
  *     ArcCloseArchive(archive);
  *   }
+ *   if (status != BRIX_NO_MORE_MEMBERS) Missed("the archive, or the rest of it");
  *
  * Handles are passed by value, except where the host's variable changes. A null argument gives
  * BRIX_BAD_ARGUMENT unless the function says otherwise. A stream record must have its close, read, write and
  * get_size operations, else it counts as a null argument; it stays alive, and the host's, until the archive over
- * it is closed, and is never closed by the library.
+ * it is closed, and is never closed by the library. brixcore.h says what names may hold.
  *
  * Threads: an archive and the streams under it are used by one thread at a time; different archives may be used
  * by different threads at once.
@@ -98,7 +103,9 @@ BRIX_API int32_t ArcExtractMember(ArcArchive archive, const ArcStream* output);
  *   "filename"      the name and its terminator
  *   "filelength"    uint32_t in the machine's byte order: bytes, as the archive states them
  *   "filetype"      a word and its terminator; needs a buffer of 12 bytes, for mail of 15
- *   "fileencoding"  one byte, 0 to 4; the buffer's size must be exactly 1, else BRIX_BAD_ARGUMENT
+ *   "fileencoding"  one byte; the buffer's size must be exactly 1, else BRIX_BAD_ARGUMENT. Of cabinets: 1, the name is
+ *                   in the ANSI code page of the machine that wrote it; 3, it is in UTF-8. Of RAR: 2, a member of a
+ *                   solid archive. 0: nothing of the kind is known, as in all other types. 4 is used by none so far
  *   other names     what the container type knows, such as the header fields of mail
  *
  * Return BRIX_OK; BRIX_BUFFER_TOO_SMALL when there is no buffer or the size needed is more than the buffer's;

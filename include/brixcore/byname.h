@@ -6,16 +6,20 @@
  *
  *   BrixDecompression context = InitDecompression();
  *   BrixNamedArchive archive = OpenArchiveFileNew(context, "mail.zip");
- *   if (archive != BRIX_NO_ARCHIVE) {
- *     const char* name = GetFirstFileName(archive);
- *     while (name != NULL) {
- *       const char* path = ExtractCurrentFile(archive);
- *       if (path != NULL) Scan(name, path);
- *       RemoveCurrentFile(archive);
- *       name = GetNextFileName(archive);
- *     }
- *     CloseArchiveFile(archive);
+ *   const char* next = GetFirstFileName(archive);
+ *   while (next != NULL) {
+ *     char name[BRIX_PATH_SIZE];
+ *     const char* path;
+ *     strcpy(name, next);  // which lives only until the next call; it fits
+ *     path = ExtractCurrentFile(archive);
+ *     if (path != NULL) Scan(name, path);
+ *     if (GetErrorValue(context) != BRIX_ERROR_NONE) Missed(name);
+ *     RemoveCurrentFile(archive);
+ *     if (GetErrorValue(context) != BRIX_ERROR_NONE) Missed("what is nested in it");
+ *     next = GetNextFileName(archive);
  *   }
+ *   if (GetErrorValue(context) != BRIX_ERROR_NONE) Missed("the archive, or the rest of it");
+ *   CloseArchiveFile(archive);
  *   DeInitDecompression(context);
  *
  * Results: every call but GetErrorValue leaves its outcome in the context's error value (BRIX_ERROR_...), 0 for
@@ -26,8 +30,8 @@
  * with a null archive or BRIX_NO_ARCHIVE, and no error value changes. All archives of a context are to be closed
  * before it is freed.
  *
- * Texts are zero-terminated bytes. A returned text is the library's; it stays as it is until the next call on the
- * same archive.
+ * Texts are zero-terminated bytes; brixcore.h says what names and paths may hold. A returned text is the library's; it
+ * stays as it is until the next call on the same archive.
  *
  * Threads: a context and all archives opened under it are used by one thread at a time. Different contexts know
  * nothing of each other.
@@ -182,7 +186,8 @@ BRIX_API const char* ExtractCurrentFile(BrixNamedArchive archive);
 
 /* Hands the extracted file back. With recursion type 2 and below the nesting limit it is opened as a container and
  * the next GetNextFileName names its first member. Otherwise it is deleted. BRIX_ERROR_LIMIT: the nesting limit kept
- * it from being entered; that of an extraction before stays too when the recursion type is not 2. */
+ * it from being entered; that of an extraction before stays too when the recursion type is not 2. BRIX_ERROR_MEMORY:
+ * there was no memory to look whether it is a container. */
 BRIX_API void RemoveCurrentFile(BrixNamedArchive archive);
 
 /* The name, without folders, of the container being walked: of the file that was opened or of the member entered. */

@@ -12,8 +12,8 @@
  *     }
  *   }
  *
- * Of a public type given as an argument only the low 16 bits count. Texts are zero-terminated. The functions keep
- * nothing and can be called by any thread at any time.
+ * Of a public type given as an argument only the low 16 bits count. Texts are zero-terminated; brixcore.h says what paths
+ * may be. The functions keep nothing and can be called by any thread at any time.
  */
 #ifndef BRIXCORE_CATALOGUE_H_
 #define BRIXCORE_CATALOGUE_H_
@@ -74,7 +74,7 @@ BRIX_API int32_t GetArcList(uint32_t* buffer, uint32_t reserved, uint32_t* size)
  * path         in   the file, opened for reading and closed again.
  * public_type  out  0 when the content is of no type of the catalogue, and when the file cannot be opened.
  *
- * Returns 0; -3 the file cannot be opened; -1 a null argument or an empty path. */
+ * Returns 0; -3 the file cannot be opened; -1 a null argument, an empty path, or no memory. */
 BRIX_API int32_t GetArcFileType(const char* path, uint32_t* public_type);
 
 /* Always return -1, whatever the arguments; use the functions above. */

@@ -8,19 +8,24 @@
  *   ArcStreamFactory factory;
  *   ArcTkSession session;
  *   int32_t status;
- *   if (ArcTkOpenFile("mail.zip", BRIX_FILE_READ, &file) != BRIX_OK) return 1;
  *   if (ArcTkOpenTempMemStreamFactory(&factory) != BRIX_OK) return 1;
- *   if (ArcTkOpenArchive(&file, &factory, &session) == BRIX_OK) {
- *     while ((status = ArcTkExtractNextMember(session, 1, &member)) != BRIX_NO_MORE_MEMBERS) {
- *       if (status == BRIX_OK || status == BRIX_SIZE_LIMIT) Scan(&member);
+ *   status = ArcTkOpenFile("mail.zip", BRIX_FILE_READ, &file);
+ *   if (status == BRIX_OK) {
+ *     status = ArcTkOpenArchive(&file, &factory, &session);
+ *     if (status == BRIX_OK) {
+ *       while ((status = ArcTkExtractNextMember(session, 1, &member)) != BRIX_NO_MORE_MEMBERS) {
+ *         if (status == BRIX_OK || status == BRIX_SIZE_LIMIT) Scan(&member);
+ *         if (status != BRIX_OK) Missed("a member, its end, or the rest of a container");
+ *       }
+ *       ArcTkCloseArchive(&session);
  *     }
- *     ArcTkCloseArchive(&session);
+ *     file.close(file.context);
  *   }
  *   ArcTkCloseStreamFactory(&factory);
- *   file.close(file.context);
+ *   if (status != BRIX_NO_MORE_MEMBERS) Missed("the archive");
  *
  * Sessions are passed by value, except to ArcTkCloseArchive. A null argument gives BRIX_BAD_ARGUMENT unless the
- * function says otherwise.
+ * function says otherwise. brixcore.h says what names and paths may hold.
  *
  * Threads: a session, an archive and a stream are each used by one thread at a time; separate sessions are
  * independent, also when they share a ready-made factory.
@@ -48,7 +53,7 @@ typedef struct ArcTkSessionRecord* ArcTkSession;
  * session  out  the new session; null after a failure. Freed by ArcTkCloseArchive.
  *
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT; BRIX_OUT_OF_MEMORY; BRIX_FAILED when the outermost archive cannot be
- * opened, for whatever reason: never BRIX_NOT_AN_ARCHIVE. */
+ * opened, for whatever other reason: never BRIX_NOT_AN_ARCHIVE. */
 BRIX_API int32_t ArcTkOpenArchive(const ArcStream* stream, const ArcStreamFactory* factory,
                                   ArcTkSession* session);
 
@@ -97,7 +102,9 @@ BRIX_API int32_t ArcTkSetMaxCompressSize(ArcTkSession session, uint32_t mebibyte
  * BRIX_FAILED: this member could not be extracted, or the archive's directory is damaged. The next call goes on
  * with the next member, or with the archive around the damaged one;
  * BRIX_NO_OUTPUT: the factory failed; the member is passed over;
- * BRIX_OUT_OF_MEMORY: also when the factory made no output for a nested archive that is opened for change;
+ * BRIX_OUT_OF_MEMORY: also when there is no memory to look whether the member extracted last is an archive, and when the
+ * factory made no output for a nested archive that is to be opened for change. That one is not entered, and the next call
+ * goes on with the next member;
  * BRIX_BAD_ARGUMENT. */
 BRIX_API int32_t ArcTkExtractNextMember(ArcTkSession session, uint32_t descend, ArcStream* stream);
 
@@ -130,9 +137,9 @@ enum {
   BRIX_FILE_CREATE = 2      /* for both; made, or emptied when it exists */
 };
 
-/* A file. Only regular files of less than 4 GiB.
+/* A file. Only regular files; a symbolic link leads to its file. The get_size of one of 4 GiB or more fails.
  *
- * path  in  bytes for the system; for ArcTkOpenFileW UTF-16 on Windows and UTF-32, handed on as UTF-8, elsewhere.
+ * path  in  as brixcore.h says; for ArcTkOpenFileW UTF-16 on Windows and UTF-32, handed on as UTF-8, elsewhere.
  *
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT, also for another mode; BRIX_FAILED when it cannot be opened and also when
  * memory is exhausted. */

@@ -12,6 +12,11 @@
  * for a null argument); the library takes anything but 0 for a failure. The host fills the record, keeps it
  * alive while brixcore holds it, and is called back only on the thread that made the library call, never
  * after the archive over it was closed.
+ *
+ * What an operation of a C++ host throws goes no further than the library call, which then gives BRIX_OUT_OF_MEMORY for
+ * std::bad_alloc and BRIX_FAILED for anything else. On Windows, where the library has a C++ run time of its own, the
+ * host's does not learn that the exception has ended and goes on counting it (std::uncaught_exceptions): there, better
+ * catch it in the operation.
  */
 typedef struct ArcStream {
   void* context; /* opaque to the library; handed to every operation */

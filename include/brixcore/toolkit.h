@@ -7,22 +7,26 @@
  *   ArcTk2Toolkit toolkit;
  *   ArcTk2Archive archive;
  *   char name[512];
+ *   int32_t status;
  *   if (ArcTk2_Init(&toolkit) != BRIX_OK) return 1;
- *   if (ArcTk2_OpenArchive(&toolkit, "mail.zip", &archive) == BRIX_OK) {
- *     while (ArcTk2_GetNextFile(&archive, name, sizeof name) == BRIX_OK) {
- *       void* data;
- *       uint32_t size;
- *       if (ArcTk2_ExtractToMemory(&archive, &data, &size) == BRIX_OK) {
- *         Scan(name, data, size);
- *         ArcTk2_FreeMemory(data);
- *       }
- *     }
+ *   status = ArcTk2_OpenArchive(&toolkit, "mail.zip", &archive);
+ *   if (status == BRIX_OK) {
+ *     do {
+ *       void* data = NULL;
+ *       uint32_t size = 0;
+ *       status = ArcTk2_GetNextFile(&archive, name, sizeof name);
+ *       if (status == BRIX_OK && ArcTk2_ExtractToMemory(&archive, &data, &size) != BRIX_OK) Missed(name);
+ *       if (data != NULL) Scan(name, data, size);  // also what came of a member that was cut
+ *       ArcTk2_FreeMemory(data);
+ *       if (status == BRIX_PART_FAILED || status == BRIX_OUT_OF_MEMORY) Missed("the rest of a container");
+ *     } while (status != BRIX_NO_MORE_MEMBERS && status != BRIX_FAILED);
  *     ArcTk2_CloseArchive(&archive);
  *   }
  *   ArcTk2_Close(&toolkit);
+ *   if (status != BRIX_NO_MORE_MEMBERS) Missed("the archive, or the rest of it");
  *
  * Handles are passed by the address of the host's variable. A null address or a null handle gives
- * BRIX_BAD_ARGUMENT in every function. Texts are zero-terminated bytes.
+ * BRIX_BAD_ARGUMENT in every function. Texts are zero-terminated bytes; brixcore.h says what names and paths may hold.
  *
  * Threads: a toolkit's settings may be changed by one thread at a time; an archive is used by one thread at a
  * time. Different archives, also of one toolkit, may be used by different threads at once.
@@ -130,8 +134,9 @@ BRIX_API int32_t ArcTk2_OpenArchiveStream(ArcTk2Toolkit* toolkit, const ArcStrea
  * Returns BRIX_OK; BRIX_NO_MORE_MEMBERS at the end of the walk; BRIX_BAD_ARGUMENT for null arguments and when
  * the name does not fit (the walk has moved on); BRIX_FAILED when the outermost archive's directory is
  * damaged, now and in every later call; BRIX_PART_FAILED when a nested container's is, or when the file of
- * the member extracted last is gone: that one is left, and the next call goes on behind it;
- * BRIX_OUT_OF_MEMORY. */
+ * the member extracted last is gone: that one is left, and the next call goes on after it;
+ * BRIX_OUT_OF_MEMORY: the member extracted last may be a container, and there was no memory to look into it. It is left,
+ * and the next call goes on after it. */
 BRIX_API int32_t ArcTk2_GetNextFile(ArcTk2Archive* archive, char* name, uint32_t name_size);
 
 /* Replaces the limit on the bytes one member may yield, for this archive.
@@ -204,8 +209,10 @@ BRIX_API int32_t ArcTk2_ExtractToMemory(ArcTk2Archive* archive, void** data, uin
 /* Frees a block from ArcTk2_ExtractToMemory; null does nothing. Any thread. */
 BRIX_API void ArcTk2_FreeMemory(void* data);
 
-/* Extracts into the named file, which is created or truncated. It is the host's: the library reads it once
- * more to descend. Deleted again unless the result is BRIX_OK or BRIX_SIZE_LIMIT.
+/* Extracts into the named file, which is created or truncated. It is the host's, but the library reads it to descend:
+ * it must stay as it is until the next ArcTk2_GetNextFile and, when that enters it, until the walk has come up again
+ * (ArcTk2_GetDepth). So members that lie inside each other need files of their own. Deleted again unless the result is
+ * BRIX_OK or BRIX_SIZE_LIMIT.
  *
  * Returns as ArcTk2_ExtractToMemory; BRIX_FAILED also when the file cannot be created. */
 BRIX_API int32_t ArcTk2_ExtractToFile(ArcTk2Archive* archive, const char* path);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "formats/registry.h"
 #include "io/file_stream.h"
@@ -83,7 +84,7 @@ void ArcTk2ArchiveRecord::CloseLevels() {
   while (top_) PopLevel();
 }
 
-bool ArcTk2ArchiveRecord::Descend() {
+int32_t ArcTk2ArchiveRecord::Descend() {
   int32_t status = BRIX_NOT_AN_ARCHIVE;
   if (!MayDescend()) {
     DropPending();
@@ -91,12 +92,15 @@ bool ArcTk2ArchiveRecord::Descend() {
     std::string path;
     path.swap(pending_file_);
     auto file = std::make_unique<brix::FileStream>();
-    if (!file->Open(path.c_str(), brix::platform::OpenMode::kRead)) return false;
+    if (!file->Open(path.c_str(), brix::platform::OpenMode::kRead)) return BRIX_PART_FAILED;
     status = OpenLevel(std::move(file));
   } else if (pending_handler_) {
     status = PushLevel(std::move(pending_handler_), pending_size_);
+  } else if (std::exchange(pending_found_no_memory_, false)) {
+    status = BRIX_OUT_OF_MEMORY;
   }
-  return status == BRIX_OK || status == BRIX_NOT_AN_ARCHIVE;
+  if (status == BRIX_OK || status == BRIX_NOT_AN_ARCHIVE) return BRIX_OK;
+  return status == BRIX_OUT_OF_MEMORY ? status : BRIX_PART_FAILED;
 }
 
 bool ArcTk2ArchiveRecord::Advance(char* name) {
@@ -115,7 +119,8 @@ int32_t ArcTk2ArchiveRecord::NextFile(char* name, uint32_t name_size) {
   if (name == nullptr) return BRIX_BAD_ARGUMENT;
   failed_list_status_ = 0;
   if (depth_ == 0) return BRIX_NO_MORE_MEMBERS;
-  if (!Descend()) return BRIX_PART_FAILED;
+  const int32_t descended = Descend();
+  if (descended != BRIX_OK) return descended;
   char found[kNameBufferSize];
   for (;;) {  // each turn leaves, or takes a level off the stack
     top_->member_file.Delete();

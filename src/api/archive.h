@@ -83,6 +83,7 @@ struct ArcTk2ArchiveRecord {
   };
 
   // A handler that owns the stream; null, with the stream left to the caller, when it is no archive for this walk.
+  // Throws std::bad_alloc.
   [[nodiscard]] std::unique_ptr<brix::ArchiveHandler> MakeHandler(brix::Stream* stream) const;
   [[nodiscard]] int32_t OpenLevel(std::unique_ptr<brix::Stream> stream);
   // `size`: bytes of what the handler reads.
@@ -93,8 +94,8 @@ struct ArcTk2ArchiveRecord {
 
   // Opens the pending member as a level, when there is one, it is a container and the limits allow. Nothing
   // is pending afterwards: a member that was not entered now is never entered later, under another parent.
-  // False: it could not be opened although it may be a container.
-  [[nodiscard]] bool Descend();
+  // Not 0: it could not be opened although it may be a container.
+  [[nodiscard]] int32_t Descend();
   // Whether the limits let the member that was extracted last be entered.
   [[nodiscard]] bool MayDescend() const { return depth_ + 1 < limits_.max_nesting_level && !was_cut_; }
   // Stands the top level on its next member and writes its name: empty at its end.
@@ -113,7 +114,8 @@ struct ArcTk2ArchiveRecord {
   uint32_t failed_list_status_ = 0;
   uint32_t unseen_ = 0;  // of the levels that were left
   uint32_t depth_ = 0;
-  bool was_cut_ = false;  // the last extraction was cut at the limit
+  bool was_cut_ = false;                  // the last extraction was cut at the limit
+  bool pending_found_no_memory_ = false;  // the member in memory, which may be a container, got no handler
   std::string pending_file_;
   std::unique_ptr<brix::ArchiveHandler> pending_handler_;  // of a member in memory that is a container
   uint32_t pending_size_ = 0;                              // bytes of that member

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "api/archive.h"
+#include "api/guarded.h"
 #include "api/limited_extract.h"
 #include "io/file_stream.h"
 #include "platform/platform.h"
@@ -40,7 +41,8 @@ ArcTk2ArchiveRecord::Yield ArcTk2ArchiveRecord::ExtractInto(brix::Stream& target
 }
 
 // A container is needed twice, by the host and by the descent into it; of any other large member the host gets the
-// very memory that it was decoded into.
+// very memory that it was decoded into. When there is no memory to look whether it is one, the host gets the member all
+// the same, and is told by the step that would have descended.
 int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
   DropPending();
   if (!HasMember()) return BRIX_FAILED;
@@ -53,7 +55,11 @@ int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
     return yield.status;
   }
   brix::MemoryStream* const content = memory.get();
-  std::unique_ptr<brix::ArchiveHandler> handler = MayDescend() ? MakeHandler(content) : nullptr;
+  std::unique_ptr<brix::ArchiveHandler> handler;
+  const int32_t looked = brix::Guarded([&]() -> int32_t {
+    if (MayDescend()) handler = MakeHandler(content);
+    return BRIX_OK;
+  });
   if (handler) (void)memory.release();  // the handler's now
   if (data != nullptr) {
     const bool copy = handler || content->bytes().size() < kHandOver;
@@ -64,6 +70,7 @@ int32_t ArcTk2ArchiveRecord::ExtractToMemory(void** data, uint32_t* size) {
   if (!handler) GiveBack(std::move(memory));
   pending_handler_ = std::move(handler);
   pending_size_ = yield.bytes;
+  pending_found_no_memory_ = looked != BRIX_OK;
   return yield.status;
 }
 
@@ -98,7 +105,7 @@ int32_t ArcTk2ArchiveRecord::ExtractToTempFile(char* path, uint32_t path_size) {
   brix::OwnedFile file(std::move(owned));
   if (length >= path_size) return BRIX_BAD_ARGUMENT;
   brix::FileStream stream;
-  if (!stream.Open(made, brix::platform::OpenMode::kReadWrite)) return BRIX_FAILED;
+  if (!stream.Open(made, brix::platform::OpenMode::kOwn)) return BRIX_FAILED;
   const Yield yield = ExtractInto(stream);
   stream.Close();
   if (!yield.IsKept()) return yield.status;
@@ -117,6 +124,7 @@ int32_t ArcTk2ArchiveRecord::ExtractToStream(brix::Stream& target) {
 void ArcTk2ArchiveRecord::DropPending() {
   pending_file_.clear();
   pending_handler_.reset();
+  pending_found_no_memory_ = false;
 }
 
 std::unique_ptr<brix::MemoryStream> ArcTk2ArchiveRecord::TakeMemoryStream() {

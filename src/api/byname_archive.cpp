@@ -34,16 +34,23 @@ uint32_t BrixNamedArchiveRecord::Level::Open(const char* path, const char* shown
   if (!stream.GetSize(&size) || size < kSmallestArchive) return BRIX_ERROR_NOT_AN_ARCHIVE;
   detect_flags = (gateway_mode != 0 ? brix::kDetectGateway : 0) |
                  (brix::EndsInEml(shown_name) ? brix::kDetectMailHint : 0);
-  {
-    brix::CachedReadStream cache;
-    cache.SetInner(&stream, 0);
-    format = brix::Formats().Find(brix::Formats().DetectArchiveType(cache, detect_flags));
-  }
-  if (format == nullptr || format->create == nullptr) return BRIX_ERROR_NOT_AN_ARCHIVE;
-  if (!MakeHandler()) return BRIX_ERROR_MEMORY;
+  bool is_archive = false;
+  const int32_t looked = brix::Guarded([&]() -> int32_t {
+    is_archive = Detect() && MakeHandler();
+    return BRIX_OK;
+  });
+  if (looked != BRIX_OK) return BRIX_ERROR_MEMORY;
+  if (!is_archive) return BRIX_ERROR_NOT_AN_ARCHIVE;
   sizes = brix::ChainSizes::Outermost(size);
   brix::CopyName(brix::BaseName(shown_name), base_name);
   return BRIX_ERROR_NONE;
+}
+
+bool BrixNamedArchiveRecord::Level::Detect() {
+  brix::CachedReadStream cache;
+  cache.SetInner(&stream, 0);
+  format = brix::Formats().Find(brix::Formats().DetectArchiveType(cache, detect_flags));
+  return format != nullptr && format->create != nullptr;
 }
 
 bool BrixNamedArchiveRecord::Level::MakeHandler() {
@@ -54,10 +61,7 @@ bool BrixNamedArchiveRecord::Level::MakeHandler() {
 // A walk that starts again starts with a new handler: one is opened only once.
 bool BrixNamedArchiveRecord::Level::First() {
   member[0] = '\0';
-  if (state != LevelState::kFresh && !MakeHandler()) {
-    state = LevelState::kFailed;
-    return false;
-  }
+  if (std::exchange(state, LevelState::kFailed) != LevelState::kFresh && !MakeHandler()) return false;
   return Advance(true);
 }
 
@@ -167,7 +171,7 @@ const char* BrixNamedArchiveRecord::Extract() {
   // A file that the host did not hand back is forgotten here, and stays.
   brix::CopyName(made, path_);
   brix::FileStream file;
-  const bool is_open = file.Open(path_, brix::platform::OpenMode::kReadWrite);
+  const bool is_open = file.Open(path_, brix::platform::OpenMode::kOwn);
   const bool ok = is_open && ExtractInto(file);
   file.Close();
   if (!ok) {
@@ -182,23 +186,29 @@ const char* BrixNamedArchiveRecord::Extract() {
   return path_;
 }
 
-bool BrixNamedArchiveRecord::Descend() {
+uint32_t BrixNamedArchiveRecord::Descend() {
   std::unique_ptr<Level> level(new (std::nothrow) Level);
-  if (!level || level->Open(path_, extracted_name_, context_.gateway_mode) != BRIX_ERROR_NONE) return false;
+  if (!level) return BRIX_ERROR_MEMORY;
+  const uint32_t error = level->Open(path_, extracted_name_, context_.gateway_mode);
+  if (error != BRIX_ERROR_NONE) return error;
   brix::CopyName(path_, level->source_path);
   path_[0] = '\0';
   level->sizes = top_->sizes.Nested(level->sizes.total);
   level->number = top_->number + 1;
   level->parent = std::move(top_);
   top_ = std::move(level);
-  return true;
+  return BRIX_ERROR_NONE;
 }
 
 void BrixNamedArchiveRecord::Remove() {
   if (recursion_type_ == kDescend) {
     const bool may_descend = top_->number < limits().max_nesting_level;
     context_.error = may_descend ? BRIX_ERROR_NONE : BRIX_ERROR_LIMIT;
-    if (may_descend && path_[0] != '\0' && Descend()) return;
+    if (may_descend && path_[0] != '\0') {
+      const uint32_t error = Descend();
+      if (error == BRIX_ERROR_NONE) return;
+      if (error == BRIX_ERROR_MEMORY) context_.error = error;
+    }
   } else if (context_.error != BRIX_ERROR_LIMIT) {
     context_.error = BRIX_ERROR_NONE;
   }

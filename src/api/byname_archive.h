@@ -76,7 +76,7 @@ struct BrixNamedArchiveRecord {
 
     // Opens the file and makes a handler for its type; the error value.
     [[nodiscard]] uint32_t Open(const char* path, const char* shown_name, uint32_t gateway_mode);
-    // Whether there is a new handler for the stream.
+    // Whether there is a new handler for the stream, whose type is known. Throws std::bad_alloc.
     [[nodiscard]] bool MakeHandler();
     // Stand on the first and on the next member; false when the handler fails. No name: there are no more.
     [[nodiscard]] bool First();
@@ -85,6 +85,8 @@ struct BrixNamedArchiveRecord {
     [[nodiscard]] bool LooksLikeMail();
 
    private:
+    // Tells the type of the open stream; throws std::bad_alloc.
+    [[nodiscard]] bool Detect();
     [[nodiscard]] bool Advance(bool to_first);
   };
 
@@ -96,9 +98,9 @@ struct BrixNamedArchiveRecord {
   [[nodiscard]] bool ExtractInto(brix::Stream& file);
   // Sets the error value and returns null.
   const char* Fail(uint32_t error);
-  // Enters the extracted file, which then belongs to the new level; false, with the file as it was, when it is no
-  // container.
-  [[nodiscard]] bool Descend();
+  // Enters the extracted file, which then belongs to the new level. Not 0, with the file as it was: the error value,
+  // which for most members is that they are no containers.
+  [[nodiscard]] uint32_t Descend();
   void PopLevel();
 
   BrixDecompressionRecord& context_;

@@ -35,12 +35,17 @@ std::unique_ptr<BrixNamedArchiveRecord> Open(BrixDecompressionRecord& context, c
 
 // The error value of looking whether a file is a Microsoft compressed one.
 uint32_t CheckCompressedFile(const char* path) {
-  brix::FileStream file;
-  if (!file.Open(path, brix::platform::OpenMode::kRead)) return BRIX_ERROR_SOURCE;
-  brix::CachedReadStream cache;
-  cache.SetInner(&file, 0);
-  const bool is_one = brix::Formats().DetectArchiveType(cache, 0) == kCompressedFile;
-  return is_one ? BRIX_ERROR_NONE : BRIX_ERROR_NOT_AN_ARCHIVE;
+  uint32_t error = BRIX_ERROR_SOURCE;  // also when memory runs out
+  (void)brix::Guarded([&]() -> int32_t {
+    brix::FileStream file;
+    if (!file.Open(path, brix::platform::OpenMode::kRead)) return BRIX_FAILED;
+    brix::CachedReadStream cache;
+    cache.SetInner(&file, 0);
+    const bool is_one = brix::Formats().DetectArchiveType(cache, 0) == kCompressedFile;
+    error = is_one ? BRIX_ERROR_NONE : BRIX_ERROR_NOT_AN_ARCHIVE;
+    return BRIX_OK;
+  });
+  return error;
 }
 
 // Unpacks a file that was checked; sets the error value.

@@ -40,15 +40,17 @@ void ArcTkSessionRecord::PopLevel() {
   (void)gone->archive->Finish();  // a failure to write it out is not the walk's
 }
 
-// What the member's opening came to is not told: most members are no archives.
-bool ArcTkSessionRecord::Descend() {
+// What the member's opening came to is not told, as most members are no archives, but that there was no memory for it.
+int32_t ArcTkSessionRecord::Descend() {
   Level& parent = *top_;
-  if (!parent.pending.is_open() || parent.pending_was_tried || was_cut_) return true;
+  if (!parent.pending.is_open() || parent.pending_was_tried || was_cut_) return BRIX_OK;
+  parent.pending_was_tried =
+      true;  // holds also when the factory fails or throws: a walk must come to its end
   OwnedStream output;
-  if (parent.is_for_change && !output.Create(factory_)) return false;
-  parent.pending_was_tried = true;
-  (void)OpenLevel(parent.pending.record(), parent.is_for_change ? &output.record() : nullptr, &output);
-  return true;
+  if (parent.is_for_change && !output.Create(factory_)) return BRIX_OUT_OF_MEMORY;
+  const ArcStream* const out = parent.is_for_change ? &output.record() : nullptr;
+  const int32_t status = OpenLevel(parent.pending.record(), out, &output);
+  return status == BRIX_OUT_OF_MEMORY ? status : BRIX_OK;
 }
 
 int32_t ArcTkSessionRecord::Advance() {
@@ -80,8 +82,8 @@ int32_t ArcTkSessionRecord::ExtractCurrent() {
 
 int32_t ArcTkSessionRecord::ExtractNextMember(bool descend, ArcStream* stream) {
   if (!top_) return BRIX_NO_MORE_MEMBERS;
-  if (descend && !Descend()) return BRIX_OUT_OF_MEMORY;
-  int32_t status = Advance();
+  int32_t status = descend ? Descend() : BRIX_OK;
+  if (status == BRIX_OK) status = Advance();
   if (status != BRIX_OK) return status;
   status = ExtractCurrent();
   if (status != BRIX_OK && status != BRIX_SIZE_LIMIT) return status;

@@ -54,9 +54,9 @@ struct ArcTkSessionRecord {
   [[nodiscard]] int32_t OpenLevel(const ArcStream& stream, const ArcStream* output,
                                   brix::OwnedStream* owned_output);
   void PopLevel();
-  // Opens the top level's pending member, when there is one and it is an archive. False: the factory made no
-  // output for it.
-  [[nodiscard]] bool Descend();
+  // Opens the top level's pending member, when there is one and it is an archive; 0 also when it is none. -3: no
+  // memory, or the factory made no output for it.
+  [[nodiscard]] int32_t Descend();
   // Stands on the next member, leaving levels that are at their end.
   [[nodiscard]] int32_t Advance();
   // Makes the member pending; 0, -12 or -10 when it is.

@@ -25,8 +25,9 @@ int32_t ArcTkOpenModifyArchive(const ArcStream* stream, const ArcStream* output,
     if (factory == nullptr || factory->create == nullptr) return BRIX_BAD_ARGUMENT;
     std::unique_ptr<ArcTkSessionRecord> made(new (std::nothrow) ArcTkSessionRecord(*factory));
     if (!made) return BRIX_OUT_OF_MEMORY;
+    const int32_t status = made->OpenOutermost(*stream, output);
     // Kept: the inner reason, such as that it is no archive, is not told.
-    if (made->OpenOutermost(*stream, output) != BRIX_OK) return BRIX_FAILED;
+    if (status != BRIX_OK) return status == BRIX_OUT_OF_MEMORY ? status : BRIX_FAILED;
     *session = made.release();
     return BRIX_OK;
   });

@@ -41,8 +41,8 @@ struct FormatEntry {
   // Whether the data are of this format; a failed or short read means no. `formats` is for containers that
   // confirm an inner format.
   bool (*detect)(Stream& in, uint32_t detect_flags, const FormatTable& formats);
-  // A new handler, null when memory is exhausted. Null itself: the format is recognised but has no handler
-  // yet.
+  // A new handler; null when there is none for these data after all, as for a self-extractor around a format without
+  // handler. Throws std::bad_alloc. Null itself: the format is recognised but has no handler yet.
   ArchiveHandler* (*create)(Stream* in, const HandlerArgs& args);
   // What `detect` surely refuses a file without: most files are told by this, without a call.
   Magic magic = {};
@@ -63,8 +63,9 @@ class FormatTable {
   [[nodiscard]] uint32_t DetectArchiveType(Stream& in, uint32_t detect_flags) const;
 
   // Detects and makes the handler. Null, with `in` left to the caller, when the data are no known type, the
-  // type is disabled (`enabled` holds 21 flags by type number - 1; null enables all), it has no handler, or
-  // memory is exhausted. Detection never falls through to a later type because the detected one is disabled.
+  // type is disabled (`enabled` holds 21 flags by type number - 1; null enables all), or it has no handler.
+  // Detection never falls through to a later type because the detected one is disabled. Throws std::bad_alloc,
+  // with `in` left to the caller, when memory runs out, also in a detector: that says nothing about the data.
   [[nodiscard]] ArchiveHandler* CreateArchiveHandler(Stream* in, const uint32_t* enabled, uint32_t ownership,
                                                      uint32_t detect_flags) const;
 

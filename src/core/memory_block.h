@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace brix {
@@ -66,5 +67,11 @@ class MemoryBlock {
   std::unique_ptr<uint8_t[], FreeDeleter> bytes_;
   size_t size_ = 0;
 };
+
+// For what a detector asks: its "no" without memory would hide a container. Throws std::bad_alloc, which the exported
+// functions tell as what it is.
+inline void NeedMemory(bool taken) {
+  if (!taken) throw std::bad_alloc();
+}
 
 }  // namespace brix

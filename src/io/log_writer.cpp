@@ -7,7 +7,7 @@ namespace brix {
 bool LogWriter::Open(const char* directory) {
   char path[kPathBufferSize];
   if (!UniqueFileName(directory, "log", path)) return false;
-  if (file_.Open(path, platform::OpenMode::kReadWrite)) return true;
+  if (file_.Open(path, platform::OpenMode::kOwn)) return true;
   (void)platform::Remove(path);
   return false;
 }

@@ -10,7 +10,7 @@ TempFileStream::~TempFileStream() {
 }
 
 bool TempFileStream::Create(const char* directory) {
-  return UniqueFileName(directory, "tmp", path_) && file_.Open(path_, platform::OpenMode::kReadWrite);
+  return UniqueFileName(directory, "tmp", path_) && file_.Open(path_, platform::OpenMode::kOwn);
 }
 
 bool TempFileStream::ReadAt(uint32_t offset, uint8_t* buf, uint32_t size, uint32_t* got) {

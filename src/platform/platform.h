@@ -4,8 +4,9 @@
 // guards finding a free slot and clearing one; reading or writing an open file takes no lock, because a
 // descriptor belongs to whoever opened it.
 //
-// Paths are zero-terminated bytes, handed to the system as they are. Only regular files are opened: a pipe, a
-// device or a folder that stands where a file is expected is refused at once and cannot make a scan hang.
+// Paths are zero-terminated bytes, handed to the system as they are; on Windows they are text of its code page or UTF-8
+// (windows/path.h). Only regular files are opened: a pipe, a device or a folder that stands where a file is expected is
+// refused at once and cannot make a scan hang.
 #pragma once
 
 #include <cstddef>
@@ -19,6 +20,7 @@ inline constexpr int32_t kNoDescriptor = -1;
 enum class OpenMode {
   kRead,       // an existing file, for reading
   kReadWrite,  // an existing file, for both
+  kOwn,        // the same for a file that the library made under a name of its own: a link there is refused
   kCreate,     // for both; made, or emptied when it exists
   kCreateNew,  // for both; fails when the name exists already, also as a link
 };

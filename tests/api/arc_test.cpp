@@ -147,6 +147,27 @@ TEST(Arc, PropertiesFollowTheBufferProtocol) {
   EXPECT_EQ(ArcGetMemberName(arc.handle, nullptr, &size), BRIX_BAD_ARGUMENT);
 }
 
+TEST(Arc, EncodingIsThatOfACabinetsNameOrSaysThatARarArchiveIsSolid) {
+  const Bytes ansi{Fixture("cabinet/stored.cab")};
+  const struct {
+    Bytes file;
+    int member;
+    uint8_t encoding;
+  } rows[] = {{ansi, 1, 1},
+              {Bytes(ansi).PatchU8(0x3A, 0xA0), 1, 3},  // the attributes of its file
+              {Bytes{Fixture("ppmd/solid.rar")}, 2, 2},
+              {TwoMembers(), 1, 0}};
+  for (const auto& row : rows) {
+    HostFile file{row.file};
+    Arc arc(file);
+    uint8_t encoding = 99;
+    uint32_t size = 1;
+    for (int i = 0; i < row.member; ++i) ASSERT_EQ(ArcNextMember(arc.handle), BRIX_OK);
+    EXPECT_EQ(ArcGetMemberProp(arc.handle, "fileencoding", &encoding, &size), BRIX_OK);
+    EXPECT_EQ(encoding, row.encoding);
+  }
+}
+
 TEST(Arc, InterruptsNestAndEachResumeUndoesTheLatest) {
   HostFile outer{TwoMembers()}, inner{Szdd("inner")}, text{Bytes().Text("no archive")};
   ArcStream first = inner.Record(), second = first, no_archive = text.Record(), *stream = &no_archive;

@@ -9,9 +9,7 @@ namespace {
 
 constexpr HostFile::Fault kFaults[] = {
     HostFile::kFail,  HostFile::kPositiveResult, HostFile::kShort, HostFile::kTooMany, HostFile::kNothing,
-#ifndef _WIN32  // a C++ exception does not cross two copies of the language's runtime there
     HostFile::kThrow,
-#endif
 };
 
 // Targets alternate, so that levels over memory and over files stand on the stack together.

@@ -11,14 +11,17 @@ namespace brix {
 // Makes HostFiles and keeps them, so that a test can look at them when the library has closed them.
 struct HostFactory {
   std::vector<std::unique_ptr<HostFile>> made;
-  bool fills_in = false;  // when it goes wrong: a stream that cannot be read, instead of a failure
-  int fault_at = 0;       // the call, counted from 1, that goes wrong; 0: none
+  bool fills_in = false;       // when it goes wrong: a stream that cannot be read, instead of a failure
+  int fault_at = 0;            // the call, counted from 1, that goes wrong; 0: none
+  bool keeps_failing = false;  // and so do all later ones
   int calls = 0;
 
   ArcStreamFactory Record() {
     const auto create = [](void* self, ArcStream* stream) {
       auto& factory = *static_cast<HostFactory*>(self);
-      const bool fails = ++factory.calls == factory.fault_at;
+      ++factory.calls;
+      const bool fails =
+          factory.calls == factory.fault_at || (factory.keeps_failing && factory.calls > factory.fault_at);
       if (fails && !factory.fills_in) return -1;
       factory.made.push_back(std::make_unique<HostFile>());
       *stream = factory.made.back()->Record();
@@ -44,8 +47,8 @@ inline std::string ReadAll(const ArcStream& stream) {
 struct TkSession {
   ArcTkSession handle = nullptr;
   int32_t status;  // of opening
-  TkSession(const ArcStream& stream, const ArcStreamFactory& factory)
-      : status(ArcTkOpenArchive(&stream, &factory, &handle)) {}
+  TkSession(const ArcStream& stream, const ArcStreamFactory& factory, const ArcStream* output = nullptr)
+      : status(ArcTkOpenModifyArchive(&stream, output, &factory, &handle)) {}
   TkSession(const TkSession&) = delete;
   TkSession& operator=(const TkSession&) = delete;
   ~TkSession() { (void)ArcTkCloseArchive(&handle); }

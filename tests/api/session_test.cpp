@@ -160,7 +160,7 @@ TEST(Session, FactoryThatFailsCostsTheMemberAndNothingElse) {
 
 TEST(Session, NestedLevelsOpenedForChangeHaveOutputsOfTheFactory) {
   for (const int fault_at : {0, 2}) {
-    HostFile file{Szdd(Szdd("x"))}, output;
+    HostFile file{Zip({{"in", Szdd("x")}, {"last", Bytes().Text("end")}})}, output;
     HostFactory factory;
     factory.fault_at = fault_at;
     const ArcStream stream = file.Record(), out = output.Record();
@@ -172,14 +172,25 @@ TEST(Session, NestedLevelsOpenedForChangeHaveOutputsOfTheFactory) {
     if (fault_at != 0) {
       EXPECT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OUT_OF_MEMORY);
     }
-    ASSERT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OK) << "tried again";
+    ASSERT_EQ(ArcTkExtractNextMember(session, 1, &member), BRIX_OK) << "a member is tried once";
+    EXPECT_EQ(ReadAll(member), fault_at != 0 ? "end" : "x");
     EXPECT_EQ(ArcTkReplaceMember(session, &stream, nullptr, 0), BRIX_FAILED);
-    EXPECT_EQ(ArcTkGetDepth(session), 2u);
-    EXPECT_EQ(factory.made.size(), 3u) << "member, output, member";
+    EXPECT_EQ(ArcTkGetDepth(session), fault_at != 0 ? 1u : 2u);
+    EXPECT_EQ(factory.made.size(), fault_at != 0 ? 2u : 3u) << "member, output, member";
     EXPECT_EQ(ArcTkCloseArchive(&session), BRIX_OK);
     EXPECT_TRUE(factory.AllClosed());
     EXPECT_EQ(output.calls + output.closes, 0);
   }
+}
+
+TEST(Session, FactoryThatKeepsFailingCannotHoldUpAWalkForChange) {
+  HostFile file{Zip({{"in", Szdd("x")}, {"last", Bytes().Text("end")}})};
+  HostFactory factory;
+  factory.fault_at = 2;
+  factory.keeps_failing = true;
+  const ArcStream stream = file.Record();
+  TkSession session(stream, factory.Record(), &stream);
+  EXPECT_EQ(SessionLines(session, true), (Lines{"1 in 0 SZDD", "1 in -3", "1 last -9", "-5"}));
 }
 
 TEST(Session, DamagedNestedArchiveDoesNotHideWhatLiesBehindIt) {
@@ -237,6 +248,19 @@ TEST(Session, ReadyStreamsAnswerAsTheirKind) {
     EXPECT_EQ(stream.close(stream.context), BRIX_OK);
   }
   EXPECT_EQ(dir.List(), (std::set<std::string>{"file", "new"})) << "the temporary file went with its stream";
+}
+
+TEST(Session, OpensFilesThatTheHostNamesByALink) {
+  const TempDir dir;
+  (void)dir.Write("file", Bytes().Text("content"));
+  std::error_code error;
+  std::filesystem::create_symlink("file", dir.File("link"), error);
+  if (error) GTEST_SKIP() << "no links here";
+  for (const uint32_t mode : {BRIX_FILE_READ, BRIX_FILE_READ_WRITE, BRIX_FILE_CREATE}) {
+    ArcStream stream{};
+    ASSERT_EQ(ArcTkOpenFile(dir.File("link").c_str(), mode, &stream), BRIX_OK) << mode;
+    EXPECT_EQ(stream.close(stream.context), BRIX_OK);
+  }
 }
 
 TEST(Session, KeepsTheFailuresOfReadyStreamsAndFactoriesApart) {

@@ -33,6 +33,14 @@ Bytes Nested(int levels) {
   return file;
 }
 
+std::filesystem::path SystemPath(const std::string& path) {
+  std::filesystem::path made(std::u8string(path.begin(), path.end()));
+#ifdef _WIN32  // in a form whose length is not bounded
+  if (!path.empty()) made = L"\\\\?\\" + std::filesystem::absolute(made).make_preferred().wstring();
+#endif
+  return made;
+}
+
 TempDir::TempDir() {
   int n = 0;
   do path = "api_test_" + std::to_string(n++);
@@ -41,23 +49,25 @@ TempDir::TempDir() {
 
 TempDir::~TempDir() {
   std::error_code ignored;
-  std::filesystem::remove_all(path, ignored);
+  std::filesystem::remove_all(SystemPath(path), ignored);
 }
 
 std::string TempDir::Write(const std::string& name, const Bytes& content) const {
-  std::ofstream(File(name), std::ios::binary) << Text(content);
+  std::ofstream(SystemPath(File(name)), std::ios::binary) << Text(content);
   return File(name);
 }
 
 std::set<std::string> TempDir::List() const {
   std::set<std::string> names;
-  for (const auto& at : std::filesystem::directory_iterator(path))
-    names.insert(at.path().filename().string());
+  for (const auto& at : std::filesystem::directory_iterator(SystemPath(path))) {
+    const std::u8string name = at.path().filename().u8string();
+    names.emplace(name.begin(), name.end());
+  }
   return names;
 }
 
 std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(SystemPath(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(in), {}};
 }
 

@@ -5,6 +5,7 @@
 #include <brixcore/brixcore.h>
 
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <set>
 #include <string>
@@ -31,6 +32,9 @@ inline Bytes Zip(const std::vector<std::pair<std::string, Bytes>>& contents) {
   for (const auto& [name, content] : contents) members.push_back(StoredMember(name, Text(content)));
   return BuildZip(members).bytes;
 }
+
+// A path in UTF-8, of any length, for the functions of std::filesystem.
+std::filesystem::path SystemPath(const std::string& path);
 
 // An empty folder for one test, removed with it.
 struct TempDir {

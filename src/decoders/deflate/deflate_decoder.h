@@ -27,6 +27,9 @@ class DeflateDecoder final : public ResumableDecoder {
   explicit DeflateDecoder(DeflateMode mode = DeflateMode::kDeflate, uint32_t raw_stored_length = 0);
   ~DeflateDecoder() override;
 
+  // Whether there is memory for decoding; DecodeMore takes it too, but its failure may also be the data's.
+  [[nodiscard]] bool TakeMemory();
+
   [[nodiscard]] bool DecodeMore(Stream& in, uint32_t wanted, uint32_t* added) override;
 
   // The same for a run of blocks whose input stands whole in memory, with kInputSlack zeros behind it: LendInput after
@@ -66,7 +69,6 @@ class DeflateDecoder final : public ResumableDecoder {
 
   [[nodiscard]] bool deflate64() const { return mode_ == DeflateMode::kDeflate64; }
 
-  [[nodiscard]] bool TakeMemory();
   // Moves the history to the front of the buffer when there is no room left behind it; all was delivered.
   void Slide();
   // Decodes until at least `wanted` bytes are pending, the buffer is full, or the stream ends. False: damage.

@@ -43,7 +43,7 @@ const uint8_t* FindEnd(const uint8_t* p, const uint8_t* end) {
 
 void LineReader::Open(Stream* in) {
   in_ = in;
-  failed_ = false;
+  failed_ = no_memory_ = false;
   base_ = at_ = end_ = 0;
   ended_ = inside_line_ = false;
 }
@@ -75,8 +75,9 @@ bool LineReader::Fill(uint32_t wanted) {
       room = kBuffer;
     }
     uint32_t got = 0;
-    if (!block_.TryResize(room + kSlack) ||
-        !in_->ReadAt(base_ + kept, block_.data() + kept, room - kept, &got) || got > room - kept) {
+    no_memory_ = !block_.TryResize(room + kSlack);
+    if (no_memory_ || !in_->ReadAt(base_ + kept, block_.data() + kept, room - kept, &got) ||
+        got > room - kept) {
       failed_ = true;
       return Refuse("mail: the message cannot be read");
     }

@@ -46,6 +46,8 @@ class LineReader {
   void Seek(uint32_t offset);
   [[nodiscard]] uint32_t offset() const { return base_ + at_; }
   [[nodiscard]] bool failed() const { return failed_; }
+  // Whether it failed for want of memory.
+  [[nodiscard]] bool no_memory() const { return no_memory_; }
 
   // For decoders that need no lines: the bytes read ahead.
   [[nodiscard]] const uint8_t* begin() const { return block_.data() + at_; }
@@ -67,6 +69,7 @@ class LineReader {
   uint32_t end_ = 0;    // after the last byte read
   bool ended_ = false;  // the input ends at end_
   bool failed_ = false;
+  bool no_memory_ = false;
   bool inside_line_ = false;  // the next byte is not the first of its line
 };
 

@@ -30,7 +30,10 @@ int OpenHandle(const char* path, OpenMode mode) {
         handle = open(path, O_RDONLY | kAlways);
         break;
       case OpenMode::kReadWrite:
-        // Only ever a file that the library made itself: a link there now was put by someone else.
+        handle = open(path, O_RDWR | kAlways);
+        break;
+      case OpenMode::kOwn:
+        // The name can be guessed, and its directory may be anyone's: a link there now was put by someone else.
         handle = open(path, O_RDWR | O_NOFOLLOW | kAlways);
         break;
       case OpenMode::kCreate:

@@ -6,6 +6,7 @@
 
 #include "platform/platform.h"
 #include "platform/slot_table.h"
+#include "platform/windows/path.h"
 
 namespace brix::platform {
 
@@ -28,17 +29,7 @@ class CriticalSection {
 // First to be made and last to go, so that other statics may hold files.
 [[gnu::init_priority(101)]] SlotTable<HANDLE, CriticalSection> table;
 
-HANDLE Create(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
-  return CreateFileA(path, access, share, nullptr, disposition, flags, nullptr);
-}
-HANDLE Create(const wchar_t* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
-  return CreateFileW(path, access, share, nullptr, disposition, flags, nullptr);
-}
-void Delete(const char* path) { DeleteFileA(path); }
-void Delete(const wchar_t* path) { DeleteFileW(path); }
-
-template <class Char>
-HANDLE OpenHandle(const Char* path, OpenMode mode) {
+HANDLE OpenHandle(const wchar_t* path, OpenMode mode) {
   DWORD access = GENERIC_READ | GENERIC_WRITE;
   DWORD share = FILE_SHARE_READ | FILE_SHARE_DELETE;
   DWORD disposition = OPEN_EXISTING;
@@ -48,6 +39,7 @@ HANDLE OpenHandle(const Char* path, OpenMode mode) {
       share |= FILE_SHARE_WRITE;  // a file that its owner still writes may be scanned
       break;
     case OpenMode::kReadWrite:
+    case OpenMode::kOwn:  // to make a link needs a privilege there
       break;
     case OpenMode::kCreate:
       disposition = CREATE_ALWAYS;
@@ -58,17 +50,19 @@ HANDLE OpenHandle(const Char* path, OpenMode mode) {
   }
   // The security flags matter when the path names a pipe: its server must not act in this process's name.
   constexpr DWORD kFlags = FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
-  return Create(path, access, share, disposition, kFlags);
+  return CreateFileW(path, access, share, nullptr, disposition, kFlags, nullptr);
 }
 
 template <class Char>
-int32_t OpenPath(const Char* path, OpenMode mode) {
-  HANDLE const handle = OpenHandle(path, mode);
+int32_t OpenPath(const Char* name, OpenMode mode) {
+  SystemPath path;
+  if (!path.Take(name)) return kNoDescriptor;
+  HANDLE const handle = OpenHandle(path.text(), mode);
   if (handle == INVALID_HANDLE_VALUE) return kNoDescriptor;
   const int32_t descriptor = GetFileType(handle) == FILE_TYPE_DISK ? table.Put(handle) : kNoDescriptor;
   if (descriptor == kNoDescriptor) {
     CloseHandle(handle);
-    if (mode == OpenMode::kCreateNew) Delete(path);  // nobody would know of it
+    if (mode == OpenMode::kCreateNew) DeleteFileW(path.text());  // nobody would know of it
   }
   return descriptor;
 }
@@ -131,6 +125,9 @@ bool SetSize(int32_t descriptor, uint32_t size) {
   return SetFilePointerEx(handle, end, nullptr, FILE_BEGIN) != 0 && SetEndOfFile(handle) != 0;
 }
 
-bool Remove(const char* path) { return DeleteFileA(path) != 0; }
+bool Remove(const char* name) {
+  SystemPath path;
+  return path.Take(name) && DeleteFileW(path.text()) != 0;
+}
 
 }  // namespace brix::platform

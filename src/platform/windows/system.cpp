@@ -2,10 +2,14 @@
 #include <windows.h>
 
 #include "platform/platform.h"
+#include "platform/windows/path.h"
 
 namespace brix::platform {
 
-bool Exists(const char* path) { return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
+bool Exists(const char* name) {
+  SystemPath path;
+  return path.Take(name) && GetFileAttributesW(path.text()) != INVALID_FILE_ATTRIBUTES;
+}
 
 LargePageAdvice GetLargePageAdvice() { return nullptr; }  // those need a privilege there
 

@@ -86,7 +86,7 @@ class GzipHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateGzipHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) GzipHandler(in, args.ownership, args.type_id);
+  return new GzipHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::gzip

@@ -27,6 +27,7 @@ constexpr uint32_t kMaxInput = 1 << 16;  // compressed bytes; no packer needs a 
 bool InflateFirstBlock(Stream& in, const Place& place, Block* block) {
   RangeStream packed(&in, place.packed_at, std::min(place.packed_size, kMaxInput));
   DeflateDecoder inflater;
+  NeedMemory(inflater.TakeMemory());
   // Ends by the data: each turn decodes some of them.
   while (inflater.buffered().size() < kBlockBytes) {
     uint32_t added = 0;

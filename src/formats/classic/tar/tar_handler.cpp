@@ -53,7 +53,7 @@ class TarHandler final : public ArchiveHandler {
     inflated_.reset();
     if (place.in_gzip) {
       inflated_.reset(new (std::nothrow) Inflated(&packed_, place.packed_at, place.packed_size));
-      if (inflated_ == nullptr) return Refuse("tar: no memory for the inflater");
+      NeedMemory(inflated_ != nullptr && inflated_->decoder.TakeMemory());
       tar_stream_ = &inflated_->stream;
     }
     header_offset_ = 0;
@@ -172,7 +172,7 @@ class TarHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateTarHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) TarHandler(in, args.ownership, args.type_id);
+  return new TarHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::tar

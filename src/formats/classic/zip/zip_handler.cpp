@@ -209,7 +209,7 @@ class ZipHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateZipHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) ZipHandler(in, args.ownership, args.type_id);
+  return new ZipHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::zip

@@ -113,7 +113,7 @@ class NsisHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateNsisHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) NsisHandler(in, args.ownership, args.type_id);
+  return new NsisHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::nsis

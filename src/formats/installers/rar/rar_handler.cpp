@@ -121,7 +121,7 @@ class RarHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateRarHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) RarHandler(in, args.ownership, args.type_id);
+  return new RarHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::rar

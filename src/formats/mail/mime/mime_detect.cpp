@@ -235,6 +235,7 @@ bool HeaderIsMail(Stream& in, Text start) {
   for (mail::Line line; reader.TakeLine(&line);) {  // ends with the input
     if (!test.Take(line.text)) return test.IsMail();
   }
+  NeedMemory(!reader.no_memory());
   return Refuse("mime: no end of the header");
 }
 

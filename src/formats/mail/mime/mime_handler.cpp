@@ -146,8 +146,6 @@ class MimeHandler final : public ArchiveHandler {
 
 }  // namespace
 
-ArchiveHandler* CreateMimeHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) MimeHandler(in, args);
-}
+ArchiveHandler* CreateMimeHandler(Stream* in, const HandlerArgs& args) { return new MimeHandler(in, args); }
 
 }  // namespace brix::mime

@@ -186,7 +186,7 @@ class CabinetHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateCabinetHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) CabinetHandler(in, args.ownership, args.type_id);
+  return new CabinetHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::cabinet

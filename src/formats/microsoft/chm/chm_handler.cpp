@@ -169,7 +169,7 @@ class CompiledHelpHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateChmHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) CompiledHelpHandler(in, args.ownership, args.type_id);
+  return new CompiledHelpHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::chm

@@ -104,7 +104,7 @@ bool ChainStream::FindRun(uint32_t index, uint64_t wanted) {
 bool ChainStream::LengthenRun(uint64_t most) {
   if (!IsLastRun() || next_ != run_.sector + run_.length) return false;
   const bool is_first = run_.length == 0;  // that run stands from the start, empty
-  if (is_first && !HasRoom()) return false;
+  if (is_first) TakeRoom();
   const uint32_t taken = Follow(most);
   if (taken == 0) return false;
   if (is_first) Remember();
@@ -115,7 +115,8 @@ bool ChainStream::LengthenRun(uint64_t most) {
 // Begins a run with the sector behind all that are known.
 bool ChainStream::NextRun() {
   const Run next = {followed_, next_, 1};
-  if (!HasRoom() || Follow(1) == 0) return false;
+  TakeRoom();
+  if (Follow(1) == 0) return false;
   run_ = next;
   Remember();
   return true;
@@ -131,11 +132,11 @@ uint32_t ChainStream::Follow(uint64_t most) {
   return taken;
 }
 
-// Room for one run more; where memory ends, so does the chain.
-bool ChainStream::HasRoom() {
+// Room for one run more. A chain that ended where memory does would hide what it leads to.
+void ChainStream::TakeRoom() {
   constexpr size_t kBytes = sizeof(KnownRun);
-  return memory_ == ChainMemory::kCursor ||
-         runs_.TryGrow((size_t{run_count_} + 1) * kBytes, kFirstRuns * kBytes);
+  if (memory_ == ChainMemory::kCursor) return;
+  NeedMemory(runs_.TryGrow((size_t{run_count_} + 1) * kBytes, kFirstRuns * kBytes));
 }
 
 void ChainStream::Remember() {

@@ -53,7 +53,7 @@ class ChainStream final : public ReadOnlyStream {
   [[nodiscard]] bool LengthenRun(uint64_t most);
   [[nodiscard]] bool IsLastRun() const { return run_.index + run_.length == followed_; }
   [[nodiscard]] uint32_t Follow(uint64_t most);
-  [[nodiscard]] bool HasRoom();
+  void TakeRoom();
   void Remember();
   [[nodiscard]] Run Remembered(uint32_t number) const;
   void GoToKnown(uint32_t index);

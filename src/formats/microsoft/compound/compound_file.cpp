@@ -64,10 +64,8 @@ bool CompoundFile::Open(Stream& in) {
   const uint32_t sectors_at = std::min(size, 1u << shift);
   sectors_.emplace(&in, sectors_at, size - sectors_at);
   space_ = {&*sectors_, &fat_, shift, size >> shift};
-  if (!fat_bytes_.Collect(&*sectors_, shift, &header[kHeaderDifat], LoadLe32(&header[kFirstDifat]),
-                          std::min(fat_sectors, space_.most_sectors))) {
-    return false;
-  }
+  NeedMemory(fat_bytes_.Collect(&*sectors_, shift, &header[kHeaderDifat], LoadLe32(&header[kFirstDifat]),
+                                std::min(fat_sectors, space_.most_sectors)));
   directory_.Begin(space_, LoadLe32(&header[kFirstDirectory]), 0, ChainMemory::kAll);
   directory_.TakeLengthOfChain();
   uint32_t directory_size = 0;
@@ -113,7 +111,8 @@ void CompoundFile::OpenStream(const Entry& entry, ChainMemory memory, ChainStrea
 
 bool CompoundFile::FindInRoot(std::u16string_view name, EntryType type, Entry* found) {
   DirectoryWalk walk;
-  if (!walk.Begin(*this) || !walk.Enter(root_)) return false;
+  walk.Begin(*this);
+  walk.Enter(root_);
   while (walk.Next(found)) {
     if (found->type == type && HasName(*found, name)) return true;
   }
@@ -123,7 +122,8 @@ bool CompoundFile::FindInRoot(std::u16string_view name, EntryType type, Entry* f
 uint32_t CompoundFile::StreamsInRoot(std::span<const std::u16string_view> names) {
   uint32_t held = 0;
   DirectoryWalk walk;
-  if (!walk.Begin(*this) || !walk.Enter(root_)) return held;
+  walk.Begin(*this);
+  walk.Enter(root_);
   for (Entry entry; walk.Next(&entry);) {
     if (entry.type != kStream) continue;
     for (size_t n = 0; n < names.size(); ++n) {

@@ -31,6 +31,7 @@ struct Entry {
 // only the letters A to Z.
 [[nodiscard]] bool HasName(const Entry& entry, std::u16string_view name);
 
+// Memory that runs out shows as std::bad_alloc: an entry that was not found for that is no entry that is not there.
 class CompoundFile {
  public:
   // Reads the header, and the root entry. Costs one small read when the signature is not there. `in` must

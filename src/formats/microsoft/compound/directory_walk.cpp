@@ -24,24 +24,23 @@ uint32_t EntryStack::At(uint32_t place) const {
   return index;
 }
 
-bool EntryStack::Push(uint32_t index) {
+void EntryStack::Push(uint32_t index) {
   const size_t at = size_t{size_} * sizeof index;
-  if (!numbers_.TryGrow(at + sizeof index, kFirstNumbers * sizeof index)) return false;
+  NeedMemory(numbers_.TryGrow(at + sizeof index, kFirstNumbers * sizeof index));
   std::memcpy(numbers_.data() + at, &index, sizeof index);
   ++size_;
-  return true;
 }
 
 uint32_t EntryStack::Pop() { return At(--size_); }
 
-bool DirectoryWalk::Begin(CompoundFile& file) {
+void DirectoryWalk::Begin(CompoundFile& file) {
   file_ = &file;
   damaged_ = false;
   to_come_.CutTo(0);
   const size_t bytes = (size_t{file.entry_count()} + 7) / 8;
-  if (!visited_.TryResize(bytes)) return false;
+  NeedMemory(visited_.TryResize(bytes));
   std::memset(visited_.data(), 0, bytes);
-  return Visit(kRootEntry);
+  (void)Visit(kRootEntry);
 }
 
 bool DirectoryWalk::Visit(uint32_t index) {
@@ -58,18 +57,18 @@ bool DirectoryWalk::Visit(uint32_t index) {
   return false;
 }
 
-bool DirectoryWalk::Enter(const Entry& storage) {
+void DirectoryWalk::Enter(const Entry& storage) {
   path_.CutTo(0);
   Entry entry;
   for (uint32_t link = storage.child;;) {  // each turn visits an entry, or takes one off the path
     if (Visit(link)) {
       (void)file_->ReadEntry(link, &entry);  // an entry that cannot be read has no links, or only those
-      if (!path_.Push(link)) return false;
+      path_.Push(link);
       link = entry.right;
     } else {
-      if (path_.size() == 0) return true;
+      if (path_.size() == 0) return;
       const uint32_t index = path_.Pop();
-      if (!to_come_.Push(index)) return false;
+      to_come_.Push(index);
       (void)file_->ReadEntry(index, &entry);
       link = entry.left;
     }
@@ -84,17 +83,16 @@ bool DirectoryWalk::Next(Entry* entry) {
   return false;
 }
 
-bool DirectoryWalk::EnterUnlessHolding(const Entry& storage, std::u16string_view name, Entry* found,
-                                       bool* holds) {
-  *holds = false;
+bool DirectoryWalk::EnterUnlessHolding(const Entry& storage, std::u16string_view name, Entry* found) {
   const uint32_t before = to_come_.size();
-  if (!Enter(storage)) return false;
-  for (uint32_t place = to_come_.size(); place > before && !*holds; --place) {
-    *holds =
-        file_->ReadEntry(to_come_.At(place - 1), found) && found->type == kStream && HasName(*found, name);
+  Enter(storage);
+  for (uint32_t place = to_come_.size(); place > before; --place) {
+    if (file_->ReadEntry(to_come_.At(place - 1), found) && found->type == kStream && HasName(*found, name)) {
+      to_come_.CutTo(before);
+      return true;
+    }
   }
-  if (*holds) to_come_.CutTo(before);
-  return true;
+  return false;
 }
 
 }  // namespace brix::compound

@@ -13,8 +13,8 @@ class EntryStack {
  public:
   [[nodiscard]] uint32_t size() const { return size_; }
   [[nodiscard]] uint32_t At(uint32_t place) const;
-  [[nodiscard]] bool Push(uint32_t index);  // false: no memory
-  uint32_t Pop();                           // not when it is empty
+  void Push(uint32_t index);
+  uint32_t Pop();  // not when it is empty
   void CutTo(uint32_t size) { size_ = size; }
 
  private:
@@ -23,21 +23,21 @@ class EntryStack {
 };
 
 // The walk holds the entries that are still to come. Entering a storage puts its entries in front of those. No
-// entry comes twice, so a directory that runs in circles ends like any other; damage is passed over and noted.
+// entry comes twice, so a directory that runs in circles ends like any other; damage is passed over and noted. Memory
+// that runs out is thrown.
 class DirectoryWalk {
  public:
-  // False: no memory. `file` must outlive the walk.
-  [[nodiscard]] bool Begin(CompoundFile& file);
+  // `file` must outlive the walk.
+  void Begin(CompoundFile& file);
 
-  // Puts the entries of a storage in front. False: no memory.
-  [[nodiscard]] bool Enter(const Entry& storage);
+  // Puts the entries of a storage in front.
+  void Enter(const Entry& storage);
 
   // The entry in front; false at the end, where damaged() tells what there was on the way.
   [[nodiscard]] bool Next(Entry* entry);
 
-  // Enters `storage` unless it holds a stream of this name, which is then in `found`. False: no memory.
-  [[nodiscard]] bool EnterUnlessHolding(const Entry& storage, std::u16string_view name, Entry* found,
-                                        bool* holds);
+  // Enters `storage` unless it holds a stream of this name, which is then in `found`: true.
+  [[nodiscard]] bool EnterUnlessHolding(const Entry& storage, std::u16string_view name, Entry* found);
 
   // Whether entries or links were met that cannot be right.
   [[nodiscard]] bool damaged() const { return damaged_; }

@@ -42,7 +42,10 @@ class InstallerDatabaseHandler final : public ArchiveHandler {
   using ArchiveHandler::ArchiveHandler;
 
   [[nodiscard]] bool OpenArchive(char* name) override {
-    return file_.Open(*read_stream_) && walk_.Begin(file_) && walk_.Enter(file_.root()) && NextMember(name);
+    if (!file_.Open(*read_stream_)) return false;
+    walk_.Begin(file_);
+    walk_.Enter(file_.root());
+    return NextMember(name);
   }
 
   [[nodiscard]] bool NextMember(char* name) override {
@@ -71,7 +74,7 @@ class InstallerDatabaseHandler final : public ArchiveHandler {
 }  // namespace
 
 ArchiveHandler* CreateMsiHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) InstallerDatabaseHandler(in, args.ownership, args.type_id);
+  return new InstallerDatabaseHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::msi

@@ -35,9 +35,10 @@ class OfficeDocumentHandler final : public PackageHandler {
     if (type_id_ == kPackage) return OpenPackage(name);
     compound::Entry bottom = file_.root();
     if (type_id_ == kWord && !file_.FindInRoot(kObjectPool, compound::kStorage, &bottom)) return true;
-    if (!walk_.Begin(file_)) return false;
+    walk_.Begin(file_);
     walking_ = true;
-    return walk_.Enter(bottom) && NextMember(name);
+    walk_.Enter(bottom);
+    return NextMember(name);
   }
 
   [[nodiscard]] bool NextMember(char* name) override {
@@ -50,9 +51,8 @@ class OfficeDocumentHandler final : public PackageHandler {
       if (step == kMostSteps) return Refuse("office: too many entries without a package");
       if (entry.type != compound::kStorage) continue;
       compound::Entry stream;
-      bool holds = false;
-      if (!walk_.EnterUnlessHolding(entry, kPackageStream, &stream, &holds)) return false;
-      if (holds && TakePackage(file_, stream, name)) return true;
+      if (walk_.EnterUnlessHolding(entry, kPackageStream, &stream) && TakePackage(file_, stream, name))
+        return true;
     }
     return !walk_.damaged() || Refuse("office: the directory is damaged");
   }
@@ -73,7 +73,7 @@ class OfficeDocumentHandler final : public PackageHandler {
 }  // namespace
 
 ArchiveHandler* CreateOfficeHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) OfficeDocumentHandler(in, args.ownership, args.type_id);
+  return new OfficeDocumentHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::office

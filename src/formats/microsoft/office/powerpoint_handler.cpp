@@ -153,7 +153,7 @@ class PowerPointHandler final : public PackageHandler {
     const bool is_plain = record.inside >= compound::kSignature.size() && fields.Is(0, compound::kSignature);
     if (!is_plain && !Inflate(record)) return false;
     object_.reset(new (std::nothrow) compound::CompoundFile);
-    if (object_ == nullptr) return Refuse("powerpoint: no memory");
+    NeedMemory(object_ != nullptr);
     if (!is_plain) return object_->Open(inflated_object_);
     return object_->Open(plain_object_.emplace(&records_, record.at, record.inside));
   }
@@ -173,6 +173,7 @@ class PowerPointHandler final : public PackageHandler {
     if (!inflated_object_.SetSize(0)) return false;
     ObservedRange data(&records_, record.at + kObjectPrefix, size - kObjectPrefix);
     decoder_.Reset();
+    NeedMemory(decoder_.TakeMemory());
     // A byte more than stated may come, so that more than stated shows. How the data end does not matter.
     uint32_t produced = declared + 1;
     (void)decoder_.Decode(data, inflated_object_, &produced);
@@ -200,7 +201,7 @@ class PowerPointHandler final : public PackageHandler {
 }  // namespace
 
 ArchiveHandler* CreatePowerPointHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) PowerPointHandler(in, args.ownership, args.type_id);
+  return new PowerPointHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::office

@@ -68,9 +68,8 @@ class SelfExtractorHandler final : public ArchiveHandler {
     if (row == nullptr || row->create == nullptr || !input_stream_->GetSize(&size) || archive_at_ > size) {
       return Refuse("sfx: no inner archive");
     }
-    std::unique_ptr<Stream> view(new (std::nothrow)
-                                     RangeStream(input_stream_, archive_at_, size - archive_at_));
-    if (view == nullptr) return false;
+    std::unique_ptr<Stream> view =
+        std::make_unique<RangeStream>(input_stream_, archive_at_, size - archive_at_);
     inner_.reset(row->create(view.get(), inner_args_));
     if (inner_ == nullptr) return Refuse("sfx: no inner handler");
     (void)view.release();  // the inner handler's
@@ -98,7 +97,7 @@ ArchiveHandler* CreateSfxHandler(Stream* in, const HandlerArgs& args) {
   if (!LocateSfx(cache, args.detect_flags, args.formats, &archive)) return nullptr;
   const FormatEntry* const row = args.formats.Find(archive.type_id);
   if (row == nullptr || row->create == nullptr) return nullptr;
-  return new (std::nothrow) SelfExtractorHandler(in, args, archive);
+  return new SelfExtractorHandler(in, args, archive);
 }
 
 }  // namespace brix::sfx

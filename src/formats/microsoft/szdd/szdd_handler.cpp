@@ -60,7 +60,7 @@ class CompressExpandHandler final : public ArchiveHandler {
 bool DetectSzdd(Stream& in, uint32_t, const FormatTable&) { return FieldReader(in, 0).Is(0, kMagic); }
 
 ArchiveHandler* CreateSzddHandler(Stream* in, const HandlerArgs& args) {
-  return new (std::nothrow) CompressExpandHandler(in, args.ownership, args.type_id);
+  return new CompressExpandHandler(in, args.ownership, args.type_id);
 }
 
 }  // namespace brix::szdd
