@@ -76,7 +76,7 @@ TEST(Lzma, KeepsWhatFollowsTheStreamUnread) {
   const Decoded whole = DecodeFixture(decoder, file);
   EXPECT_EQ(DecodeFixture(decoder, Bytes(file).Fill(100, 0xFF).data), whole);
   file.back() ^= 1;
-  EXPECT_FALSE(DecodeFixture(decoder, file).ok) << "bits behind the end mark";
+  EXPECT_FALSE(DecodeFixture(decoder, file).ok) << "bits after the end mark";
   EXPECT_TRUE(DecodeFixture(decoder, file, 1000, whole.data.size()).ok) << "which a known size leaves unread";
 }
 

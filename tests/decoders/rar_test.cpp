@@ -174,7 +174,7 @@ TEST(RarDecoder, KeepsAnEarlyEndASuccess) {
   EXPECT_EQ(Decode29(packed.Header().Text("short").End(), 100), packed.plain);
 }
 
-TEST(RarDecoder, KeepsOutputBehindTheSizeForTheNextMember) {
+TEST(RarDecoder, KeepsOutputPastTheSizeForTheNextMember) {
   RarPacked first, second;
   first.Header().Text("size, and more").End(3);
   second.window = first.plain;

@@ -91,7 +91,7 @@ TEST(Tar, SparseFilesGetTheirHoles) {
       {"a length of 0 ends the map of its block alone",
        sparse({{0, 1}, {5, 0}, {1, 1}, {0, 0}, {2, 1}}, 3, "ab"), "a.b next=n $"},
       {"a chunk beyond the stored size", sparse({{2, 3}, {7, 2}, {12, 1}}, 20, "abcd"), "..abc..d! next=n $"},
-      {"a chunk behind it", sparse({{0, 4}, {6, 1}}, 20, "abcd"), "abcd..! next=n $"},
+      {"a chunk after what is stored", sparse({{0, 4}, {6, 1}}, 20, "abcd"), "abcd..! next=n $"},
       {"a chunk beyond both sizes", sparse({{0, 90}}, 4, "abcd"), "abcd next=n $"},
       {"chunks that go back are appended", sparse({{3, 2}, {0, 2}}, 8, "abcd"), "...abcd. next=n $"},
       {"no real size", Sealed(Bytes(plain).PatchU8(483, 'x')), ""},
@@ -125,7 +125,7 @@ TEST(Tar, KeepsTheStoredSizeAsTheSizeOfASparseMember) {
   }
 }
 
-// Their bytes would lie behind the next members' headers, so that the inflater would begin anew for each of these.
+// Reading on for such a chunk passes the next headers, so that the inflater would begin anew for each of them.
 TEST(Tar, ChunksBeyondTheStoredSizeCostNothing) {
   Bytes tar = TarFile("skipped", std::string(1 << 20, 's'), 'x');
   std::string expected;

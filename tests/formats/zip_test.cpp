@@ -200,7 +200,7 @@ TEST(Zip, KeepsFollowingRecordsToAnEndSignature) {
       {"a count of three", patched(zip.end_at + 8, 0x00030003), "a=1 b=2 $"},
       {"an earlier end signature", patched(second, 0x06054B50), "a=1 $"},
       {"none", patched(second + 30, 0x00010000), "a=1 b=2 damaged"},
-      {"a ZIP64 record in front of it, whose size is counted",
+      {"a ZIP64 record before it, whose size is counted",
        Bytes(until_end).Text("PK\6\6").Fill(52, 0).Raw(end).PatchU32(zip.end_at + 56 + 12,
                                                                      zip.end_at - zip.directory_at + 56),
        "a=1 b=2 damaged"},
@@ -321,7 +321,7 @@ TEST(Zip, LimitsAndSizes) {
 }
 
 TEST(Zip, KeepsASecondExtractionFailing) {
-  // The second has a local header in front of its data and as their first bytes.
+  // The second's data begin with a local header, too.
   const Bytes inner = BuildZip({StoredMember("in", "first member")}).bytes;
   const ZipFile zip = BuildZip({Hello(), StoredMember("inner.zip", Text(inner.data))});
   FixedMemoryStream in(zip.bytes.data);

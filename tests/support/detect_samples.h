@@ -39,7 +39,7 @@ inline Bytes TarSample(std::string_view size = "00000000144", std::string_view n
   return TarHeader(name, size);
 }
 
-// A gzip file of stored blocks. `fields` stand behind the fixed header, as `flags` say.
+// A gzip file of stored blocks. `fields` follow the fixed header, as `flags` say.
 inline Bytes GzipSample(const Bytes& content, uint32_t flags = 0, const Bytes& fields = Bytes()) {
   Bytes file = Bytes().U8(0x1F).U8(0x8B).U8(8).U8(flags).Fill(6, 0).Raw(fields);
   for (std::span<const uint8_t> rest = content.data;;) {
