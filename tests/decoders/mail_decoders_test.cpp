@@ -196,7 +196,7 @@ TEST(MailDecoders, NeitherLimitsNorBufferEdgesShow) {
       {DecodeBase64, "SGVsbG8sIHdvcmxkSGVsbG8sIHdvcmxkSGVsbG8s\r\nIHdvcmxk=\r\n"},
       {DecodeQuotedPrintable, "abc=41=\r\n=C3=A4 and more =\t\r\nend  \r\n"},
       {DecodeUuencode, "#86)C\r\nM" + std::string(60, '1') + "\r\nend\r\n"},
-      {CopyText, "one\r\n\rtwo\n\r\nthree\r"},
+      {CopyText, "one\r\n\rtwo\n\r\nthree\r\r\r\nfour\n\rfive\n\r\n\rsix\r"},
       {DecodeBinHex, BinHex("A\x90\xFFxx", 100, 0)},
   };
   constexpr uint32_t kEdge = 32768;
