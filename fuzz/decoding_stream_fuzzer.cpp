@@ -32,7 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   uint32_t produced = kMaxOutput;
   const bool ok = decoder.Decode(packed, whole, &produced);
 
-  brix::DecodingStream in(decoder, &parent, 2 * kReads, packed_size);
+  brix::DecoderInput counted(&parent);
+  brix::DecodingStream in(decoder, &counted, 2 * kReads, packed_size);
   static std::vector<uint8_t> buffer(255 * 100);
   for (size_t i = 0; i < kReads; ++i) {
     const uint32_t offset = data[2 * i] * 600u;

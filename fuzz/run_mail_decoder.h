@@ -11,7 +11,7 @@
 
 namespace brix {
 
-// The first byte chooses the boundaries known. Aborts on a broken promise.
+// The first byte chooses the boundaries known and whether the body is a part's. Aborts on a broken promise.
 inline void RunMailDecoder(bool (*decode)(mail::MailBody*, mail::MailOutput*), const uint8_t* data,
                            size_t size) {
   constexpr uint32_t kMost = 1 << 20;
@@ -33,7 +33,7 @@ inline void RunMailDecoder(bool (*decode)(mail::MailBody*, mail::MailOutput*), c
     FixedMemoryStream in(text);
     mail::LineReader lines;
     lines.Open(&in);
-    mail::MailBody body{lines, boundaries};
+    mail::MailBody body{lines, boundaries, (data[0] & 16) != 0};
     mail::MailOutput out(*to, limit, &buffer);
     promise(decode(&body, &out), "nothing in the data is an error");
     promise(out.written() == to->bytes().size() && (limit == 0 || out.written() <= limit), "the count");

@@ -56,4 +56,11 @@ enum {
   BRIX_MEMBER_UNSUPPORTED = 3 /* its compression method is known but not supported */
 };
 
+/* What a walk passed over although no call failed (ArcTk2_GetUnseen); one bit each. */
+enum {
+  BRIX_UNSEEN_CONTINUED = 1, /* a member that begins or goes on in another volume or cabinet of a set */
+  BRIX_UNSEEN_NOTHING = 2, /* the outermost archive is a mail in which there is nothing to show as a member */
+  BRIX_UNSEEN_DATA = 4     /* data that belong to no member, such as what is appended to an archive */
+};
+
 #endif /* BRIXCORE_STATUS_H_ */

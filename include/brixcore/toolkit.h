@@ -163,6 +163,13 @@ BRIX_API int32_t ArcTk2_ArchiveGetCurrentType(ArcTk2Archive* archive, uint32_t* 
  * Returns BRIX_OK; BRIX_FAILED when there is neither a current member nor such a list; BRIX_BAD_ARGUMENT. */
 BRIX_API int32_t ArcTk2_GetMemberStatus(ArcTk2Archive* archive, uint32_t* member_status);
 
+/* Writes what the walk has passed over so far, in the archive and in all containers below it, although no call failed:
+ * BRIX_UNSEEN_... bits, 0 for nothing. Data that belong to no member are told of only where the format says where its own
+ * end, and no earlier than the walk comes there; of some formats after a member was extracted to its end.
+ *
+ * Returns BRIX_OK; BRIX_BAD_ARGUMENT. */
+BRIX_API int32_t ArcTk2_GetUnseen(ArcTk2Archive* archive, uint32_t* unseen);
+
 /* Closes all levels, deletes temporary files, frees the archive and sets the host's variable to null.
  *
  * Returns BRIX_OK; BRIX_FAILED when no level was open any more (the walk had ended), which is no error;

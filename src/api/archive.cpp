@@ -55,6 +55,7 @@ int32_t ArcTk2ArchiveRecord::PushLevel(std::unique_ptr<brix::ArchiveHandler> han
 
 void ArcTk2ArchiveRecord::PopLevel() {
   const std::unique_ptr<Level> gone = std::move(top_);
+  unseen_ |= UnseenIn(*gone);
   top_ = std::move(gone->parent);
   --depth_;
   if (top_) {
@@ -62,6 +63,19 @@ void ArcTk2ArchiveRecord::PopLevel() {
   } else {
     bottom_ = nullptr;
   }
+}
+
+// A nested one that shows nothing was shown itself, as its parent's member.
+uint32_t ArcTk2ArchiveRecord::UnseenIn(const Level& level) {
+  const uint32_t unseen = level.handler->unseen();
+  return level.parent == nullptr ? unseen : unseen & ~uint32_t{brix::kUnseenNothing};
+}
+
+uint32_t ArcTk2ArchiveRecord::Unseen() const {
+  uint32_t unseen = unseen_;
+  for (const Level* level = top_.get(); level != nullptr; level = level->parent.get())
+    unseen |= UnseenIn(*level);
+  return unseen;
 }
 
 // From the innermost outwards: a level may read the file that its parent holds for it.

@@ -51,6 +51,8 @@ struct ArcTk2ArchiveRecord {
   [[nodiscard]] brix::ArchiveHandler* CurrentHandler() const { return top_ ? top_->handler.get() : nullptr; }
   // Whether there is a member to extract or to ask about.
   [[nodiscard]] bool HasMember() const { return top_ && top_->state == LevelState::kOnMember; }
+  // What was passed over so far, on all levels; the family's bits are the handlers'.
+  [[nodiscard]] uint32_t Unseen() const;
   // The current member's memberStatus, or that of the list of members at which NextFile just failed; 0: neither.
   [[nodiscard]] uint32_t MemberStatus() const {
     return HasMember() ? CurrentHandler()->memberStatus : failed_list_status_;
@@ -85,6 +87,7 @@ struct ArcTk2ArchiveRecord {
   [[nodiscard]] int32_t OpenLevel(std::unique_ptr<brix::Stream> stream);
   // `size`: bytes of what the handler reads.
   [[nodiscard]] int32_t PushLevel(std::unique_ptr<brix::ArchiveHandler> handler, uint32_t size);
+  [[nodiscard]] static uint32_t UnseenIn(const Level& level);
   void PopLevel();
   void CloseLevels();
 
@@ -108,6 +111,7 @@ struct ArcTk2ArchiveRecord {
   std::unique_ptr<Level> top_;
   Level* bottom_ = nullptr;
   uint32_t failed_list_status_ = 0;
+  uint32_t unseen_ = 0;  // of the levels that were left
   uint32_t depth_ = 0;
   bool was_cut_ = false;  // the last extraction was cut at the limit
   std::string pending_file_;

@@ -106,6 +106,14 @@ int32_t ArcTk2_GetMemberStatus(ArcTk2Archive* archive, uint32_t* member_status) 
   });
 }
 
+int32_t ArcTk2_GetUnseen(ArcTk2Archive* archive, uint32_t* unseen) {
+  return Guarded([&]() -> int32_t {
+    if (IsNull(archive) || unseen == nullptr) return BRIX_BAD_ARGUMENT;
+    *unseen = (*archive)->Unseen();
+    return BRIX_OK;
+  });
+}
+
 int32_t ArcTk2_CloseArchive(ArcTk2Archive* archive) {
   return Guarded([&]() -> int32_t {
     if (IsNull(archive)) return BRIX_BAD_ARGUMENT;

@@ -1,7 +1,10 @@
 #include "core/archive_handler.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+
+#include "core/field_reader.h"
 
 namespace brix {
 
@@ -27,6 +30,28 @@ bool ArchiveHandler::ReleaseMember() { return false; }
 bool ArchiveHandler::ResetMembers() { return false; }
 bool ArchiveHandler::Reserved13() { return false; }
 uint32_t ArchiveHandler::GetTypeId() { return type_id_; }
+
+void ArchiveHandler::NoteUnseenAfter(uint32_t offset) {
+  constexpr uint32_t kMaxPadding = 1 << 20;  // bytes
+  std::array<uint8_t, 1024> piece;
+  for (uint32_t seen = 0;; seen += piece.size()) {  // ends by the padding
+    uint32_t got = 0;
+    if (seen > UINT32_MAX - offset || !read_stream_->ReadAt(offset + seen, piece.data(), piece.size(), &got))
+      return;
+    const auto end = piece.begin() + std::min<size_t>(got, piece.size());
+    if (seen == kMaxPadding ||
+        std::find_if(piece.begin(), end, [](uint8_t byte) { return byte != 0; }) != end) {
+      if (got != 0) NoteUnseen(kUnseenData);
+      return;
+    }
+    if (got < piece.size()) return;
+  }
+}
+
+void ArchiveHandler::NoteUnseenBefore(uint32_t offset) {
+  constexpr std::array<uint8_t, 2> kProgram = {'M', 'Z'};
+  if (offset != 0 && !FieldReader(*read_stream_, 0).Is(0, kProgram)) NoteUnseen(kUnseenData);
+}
 
 bool ArchiveHandler::AnswerSize(uint32_t size, uint32_t* value, uint32_t* io_size) {
   const uint32_t room = *io_size;

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "core/cached_read_stream.h"
+#include "core/decoder_input.h"
 #include "core/stream.h"
 
 namespace brix {
@@ -23,6 +24,13 @@ enum MemberStatus : uint32_t {
   kMemberNormal = 1,
   kMemberEncrypted = 2,
   kMemberUnsupported = 3,  // a known compression method that is not supported
+};
+
+// What a handler passes over without a failure; bits.
+enum Unseen : uint32_t {
+  kUnseenContinued = 1,  // a member that begins or goes on in another volume
+  kUnseenNothing = 2,    // a container that holds nothing to show, of a format where that is odd
+  kUnseenData = 4,       // data that belong to no member
 };
 
 // One property of a member that is added to a container being built.
@@ -77,10 +85,20 @@ class ArchiveHandler {
   [[nodiscard]] virtual bool Reserved13();  // Kept: overridden by no class; holds slot 13
   [[nodiscard]] virtual uint32_t GetTypeId();
 
+  // What was passed over so far.
+  [[nodiscard]] uint32_t unseen() const { return unseen_; }
+
   // Why the current member cannot be extracted; rewritten when the handler moves.
   uint32_t memberStatus = kMemberNormal;  // NOLINT(readability-identifier-naming): the family's own word
 
  protected:
+  void NoteUnseen(uint32_t bits) { unseen_ |= bits; }
+  // Notes data that belong to no member when the container has any but zeros from `offset` on. Looks at 1 MiB of
+  // zeros at the most, and takes more of them for data.
+  void NoteUnseenAfter(uint32_t offset);
+  // The same for what is before `offset`, where the archive begins, unless that is a program.
+  void NoteUnseenBefore(uint32_t offset);
+
   // GetMemberSize for formats that know: the protocol for a 4-byte answer.
   [[nodiscard]] static bool AnswerSize(uint32_t size, uint32_t* value, uint32_t* io_size);
 
@@ -92,8 +110,11 @@ class ArchiveHandler {
 
  protected:
   uint32_t ownership_;
+  uint32_t unseen_ = 0;
   uint64_t context_value_ = 0;
   uint32_t type_id_;
+  DecoderInput packed_{
+      &read_cache_};  // what decoders read compressed data from: counts the work on this container
 };
 
 // The name of a member that stores none.

@@ -1,6 +1,7 @@
 // bit_reader.h - bits of a stream, least significant first, from large pieces.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "core/byte_order.h"
@@ -74,6 +75,12 @@ class LsbBitReader {
 
   // False once a bit behind the end of the input was dropped.
   [[nodiscard]] bool ok() const { return invented_ * 8 <= (count & 63); }
+
+  // The offset in the input of the byte that holds the next bit, or follows the last one taken.
+  [[nodiscard]] uint32_t Position() const {
+    const uint32_t whole_bytes = (count & 63) / 8;
+    return offset_ - static_cast<uint32_t>(end - next) - (whole_bytes - std::min(invented_, whole_bytes));
+  }
 
   // Drops the rest of the current byte and gives whole bytes back to the piece, so that `next` is the next byte.
   void AlignToByte();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "core/stream.h"
 
@@ -28,6 +29,13 @@ class Decoder {
 
   // Prepares for the next member, without giving back memory. Decoders that begin anew with every run do nothing.
   virtual void Reset() {}
+
+  // The sets of Huffman tables built since this was last asked. A block of a few bytes may ask for one, so that the work
+  // on it shows neither in what is read nor in what comes out.
+  [[nodiscard]] uint32_t TakeTablesBuilt() { return std::exchange(tables_built_, 0); }
+
+ protected:
+  uint32_t tables_built_ = 0;
 };
 
 }  // namespace brix

@@ -4,8 +4,8 @@
 // decodes on, 32 KiB at a time, and drops what nobody asked for; one before it begins the data anew.
 //
 // Costs: the decoder's memory, whatever is read. Reading forward decodes every byte once. A read that goes back by more
-// than what the decoder keeps (a window, or with bzip2 32 KiB) may cost as much as everything before it, so readers of
-// hostile input go forward.
+// than what the decoder keeps (a window, or with bzip2 32 KiB) may cost as much as everything before it, which the allowance
+// of the input bounds.
 #include "decoders/decoding_stream.h"
 
 #include <algorithm>
@@ -19,13 +19,16 @@ constexpr uint32_t kAhead = 32768;  // bytes decoded at a time
 
 bool DecodingStream::Lend(uint64_t offset, std::span<const uint8_t>* bytes) {
   if (offset < end_ - decoder_.buffered().size()) {
+    if (!input_->ChargeUnwanted(end_)) return false;
     decoder_.Reset();
     end_ = 0;
   }
   // Ends by the data: each turn decodes some of them.
   while (offset >= end_) {
     uint32_t added = 0;
-    if (!decoder_.DecodeMore(packed_, kAhead, &added)) return false;
+    const bool ok = decoder_.DecodeMore(packed_, kAhead, &added);
+    input_->ChargeTables(decoder_.TakeTablesBuilt());
+    if (!ok) return false;
     if (added == 0) {
       *bytes = {};
       return true;
@@ -60,11 +63,6 @@ bool DecodingStream::CopyTo(Stream& out, uint32_t offset, uint32_t* limit) {
     *limit += count;
   }
   return true;
-}
-
-uint64_t DecodingStream::CostOf(uint32_t offset) const {
-  if (offset < end_ - decoder_.buffered().size()) return offset;
-  return offset > end_ ? offset - end_ : 0;
 }
 
 bool DecodingStream::WriteAt(uint32_t, const uint8_t*, uint32_t, uint32_t* written) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 
+#include "core/decoder_input.h"
 #include "core/stream_views.h"
 #include "decoders/resumable_decoder.h"
 
@@ -14,8 +15,8 @@ namespace brix {
 // end of the data is not looked at.
 class DecodingStream final : public Stream {
  public:
-  DecodingStream(ResumableDecoder& decoder, Stream* parent, uint32_t start, uint32_t length)
-      : packed_(parent, start, length), decoder_(decoder) {
+  DecodingStream(ResumableDecoder& decoder, DecoderInput* parent, uint32_t start, uint32_t length)
+      : input_(parent), packed_(parent, start, length), decoder_(decoder) {
     decoder_.Reset();
   }
 
@@ -26,9 +27,6 @@ class DecodingStream final : public Stream {
   // `*limit` receives the count, also after a failure. False: fewer are there, or a failed write.
   [[nodiscard]] bool CopyTo(Stream& out, uint32_t offset, uint32_t* limit);
 
-  // How many bytes a read at `offset` decodes only to come there.
-  [[nodiscard]] uint64_t CostOf(uint32_t offset) const;
-
   [[nodiscard]] bool WriteAt(uint32_t offset, const uint8_t* buf, uint32_t size, uint32_t* written) override;
   // Always false: the size is not known before everything was decoded.
   [[nodiscard]] bool GetSize(uint32_t* size) override;
@@ -38,7 +36,8 @@ class DecodingStream final : public Stream {
   // What lies decoded from `offset` on, decoding up to there first; empty behind the end. False: damage.
   [[nodiscard]] bool Lend(uint64_t offset, std::span<const uint8_t>* bytes);
 
-  RangeStream packed_;
+  DecoderInput* input_;
+  RangeStream packed_;  // of the input
   ResumableDecoder& decoder_;
   uint64_t end_ = 0;  // offset, in the output, of the end of what the decoder holds; goes little beyond 4 GiB
 };

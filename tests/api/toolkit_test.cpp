@@ -65,7 +65,7 @@ TEST(Toolkit, NullHandlesAndArgumentsAreRefusedEverywhere) {
     expect_refused({ArcTk2_GetNextFile(a, text, sizeof text), ArcTk2_SetArchiveLimits(a, 1),
                     ArcTk2_SetArchiveTempFileDirectory(a, "."), ArcTk2_GetDepth(a, &n),
                     ArcTk2_ArchiveGetTopLevelType(a, &n), ArcTk2_ArchiveGetCurrentType(a, &n),
-                    ArcTk2_GetMemberStatus(a, &n), ArcTk2_CloseArchive(a),
+                    ArcTk2_GetMemberStatus(a, &n), ArcTk2_GetUnseen(a, &n), ArcTk2_CloseArchive(a),
                     ArcTk2_ExtractToMemory(a, &data, &n), ArcTk2_ExtractToFile(a, "x"),
                     ArcTk2_ExtractToTempFile(a, text, sizeof text), ArcTk2_ExtractToStream(a, &record)});
   }
@@ -78,9 +78,10 @@ TEST(Toolkit, NullHandlesAndArgumentsAreRefusedEverywhere) {
                   ArcTk2_OpenArchiveStream(t, &record, nullptr), ArcTk2_GetNextFile(a, nullptr, 512),
                   ArcTk2_SetArchiveTempFileDirectory(a, nullptr), ArcTk2_GetDepth(a, nullptr),
                   ArcTk2_ArchiveGetTopLevelType(a, nullptr), ArcTk2_ArchiveGetCurrentType(a, nullptr),
-                  ArcTk2_GetMemberStatus(a, nullptr), ArcTk2_ExtractToMemory(a, &data, nullptr),
-                  ArcTk2_ExtractToFile(a, nullptr), ArcTk2_ExtractToTempFile(a, nullptr, 512),
-                  ArcTk2_ExtractToTempFile(a, text, 0), ArcTk2_ExtractToStream(a, nullptr)});
+                  ArcTk2_GetMemberStatus(a, nullptr), ArcTk2_GetUnseen(a, nullptr),
+                  ArcTk2_ExtractToMemory(a, &data, nullptr), ArcTk2_ExtractToFile(a, nullptr),
+                  ArcTk2_ExtractToTempFile(a, nullptr, 512), ArcTk2_ExtractToTempFile(a, text, 0),
+                  ArcTk2_ExtractToStream(a, nullptr)});
   ArcTk2_FreeMemory(nullptr);
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "api/support.h"
+#include "support/rows.h"
 
 namespace brix {
 namespace {
@@ -85,6 +86,41 @@ TEST(Walk, TellsAnEncryptedListFromADamagedOne) {
   Session damaged(rar(0, 0));
   ASSERT_EQ(damaged.Next(), BRIX_FAILED);
   EXPECT_EQ(status(damaged), BRIX_MEMBER_NORMAL);
+}
+
+// What is passed over without a failure, once the walk has come to its end.
+TEST(Walk, TellsWhatItDidNotShow) {
+  const auto gzip = [](std::string_view text) {  // one stored block, then checksum and size
+    const auto size = static_cast<uint32_t>(text.size());
+    return Bytes().Text("\x1F\x8B\x08").Fill(7, 0).U8(1).U16(size).U16(~size & 0xFFFF).Text(text).Fill(8, 0);
+  };
+  const auto rar = [](uint32_t flags) {  // a stored file of one byte, and the end
+    Bytes file = Bytes().Text("Rar!\x1A").U8(7).U8(0).U16(0).U8(0x73).U16(0).U16(13).Fill(6, 0);
+    file.U16(0).U8(0x74).U16(0x8000 | flags).U16(33).U32(1).U32(1).Fill(9, 0).U8(20).U8('0').U16(1).U32(0);
+    return file.Text("ax").U16(0).U8(0x7B).U16(0).U16(7);
+  };
+  const Rows<Bytes, uint32_t> rows = {
+      {"a ZIP", Zip({{"m", Bytes().Text("x")}}), 0},
+      {"a ZIP and zeros", Zip({{"m", Bytes().Text("x")}}).Fill(600, 0), 0},
+      {"a ZIP and more", Zip({{"m", Bytes().Text("x")}}).Fill(600, 0).Text("more"), BRIX_UNSEEN_DATA},
+      {"a gzip", gzip("x"), 0},
+      {"two gzips in one file", gzip("x").Raw(gzip("y")), BRIX_UNSEEN_DATA},
+      {"two gzips in a ZIP", Zip({{"m", gzip("x").Raw(gzip("y"))}}), BRIX_UNSEEN_DATA},
+      {"a RAR", rar(0), 0},
+      {"a RAR after something", Bytes().Text("something").Raw(rar(0)), BRIX_UNSEEN_DATA},
+      {"a RAR after a program's stub", Bytes().Text("MZ").Raw(rar(0)), 0},
+      {"a part of a RAR", rar(2), BRIX_UNSEEN_CONTINUED},
+      {"a RAR and more", rar(0).Text("more"), BRIX_UNSEEN_DATA},
+      {"a mail without parts", Bytes().Text("Subject: s\n\ntext\n"), BRIX_UNSEEN_NOTHING},
+      {"the same in a ZIP, whose member it is", Zip({{"m", Bytes().Text("Subject: s\n\ntext\n")}}), 0},
+  };
+  ExpectRows(rows, [](const Bytes& file) {
+    Session s(file);
+    while (s.Next() == BRIX_OK) EXPECT_EQ(s.Extract(Target::kMemory).status, BRIX_OK);
+    uint32_t unseen = 99;
+    EXPECT_EQ(ArcTk2_GetUnseen(&s.archive, &unseen), BRIX_OK);
+    return unseen;
+  });
 }
 
 TEST(Walk, NestingLimitCountsTheOutermostAndTheParentPlusOne) {

@@ -72,6 +72,7 @@ TEST(MailDecoders, QuotedPrintable) {
       {"soft break", "abc=\ndef\n", "abcdef\r\n|"},
       {"one character behind", "a=4\n", "a=4\r\n|"},
       {"trailing blanks", "a \t\r\nb= \r\nc", "a\r\nbc\r\n|"},
+      {"CRs before CRLF, LF CR", "a\r\r\nb=\r\r\r\nc\n\rd=\n\re\r\n", "a\r\nbc\r\nde\r\n|"},
       {"an escape takes the equals signs behind it", "a===\nb=4=1=\nc", "a\r\nb1c\r\n|"},
       {"two at the end", "a==\nb", "a=b\r\n|"},
       {"boundary", "a\n--b\n", "a\r\n|--b\n"},
@@ -84,7 +85,8 @@ TEST(MailDecoders, QuotedPrintable) {
 // Behind an escape that is none, which yields nothing, a line is decoded with care: the same must come out.
 TEST(MailDecoders, QuotedPrintableStepsAgreeWithCare) {
   constexpr std::string_view kAlphabet = "aaaaaaa  \t=4E1";
-  constexpr const char* kEnds[] = {"\r\n", "\r\n", "\n", "=\r\n", " =\n", "= \t\r\n", " \t\r\n"};
+  constexpr const char* kEnds[] = {"\r\n",    "\r\n",   "\n",   "=\r\n",   " =\n", "= \t\r\n",
+                                   " \t\r\n", "\r\r\n", "\n\r", "=\r\r\n", "=\n\r"};
   uint32_t random = 1;
   const auto below = [&random](size_t limit) {
     random = random * 1664525 + 1013904223;
@@ -100,8 +102,8 @@ TEST(MailDecoders, QuotedPrintableStepsAgreeWithCare) {
       text += line;
       careful += "=ZZ" + line;
     }
-    text += "\rx\r\n\r\r\n.";
-    careful += "\r=ZZx\r\n=ZZ\r=ZZ\r\n=ZZ.";
+    text += "\rx\r\n\ry\r\n.";
+    careful += "\r=ZZx\r\n=ZZ\r=ZZy\r\n=ZZ.";
     EXPECT_EQ(Result<DecodeQuotedPrintable>(text), Result<DecodeQuotedPrintable>(careful)) << text;
   }
 }
@@ -156,6 +158,7 @@ TEST(MailDecoders, BinHex) {
       {"a run across the forks", BinHex("A\x90\6xx", 2, 2), "AAAA|"},
       {"a literal mark, a run of one", BinHex(std::string("\x90\0z\x90\1xx", 7), 2, 0), "\x90z|"},
       {"cut", BinHex("ab", 9, 0), "ab|"},
+      {"lines that end in CR CRLF", BinHex("abcdefgh", 8, 0).insert(84, "\r\r\n"), "abcdefgh|"},
       {"an empty line ends the data", BinHex("abcd", 9, 0) + "\nrest", "abcd|rest"},
       {"boundary", BinHex("a", 9, 0) + "--b", "a|--b"},
   };
@@ -173,6 +176,10 @@ TEST(MailDecoders, KeepsBothForksOfBinHexAsOneAndColonsForeign) {
 TEST(MailDecoders, TextStandsAsItIs) {
   const Rows<std::string, std::string> rows = {
       {"line ends", "a\rb\nc\r\n\n\r\n--b", "a\rb\nc\r\n\n|--b"},
+      {"CRs before CRLF", "a\r\r\nb\r\r\r\n--b", "a\r\r\nb|--b"},
+      {"LF CR", "a\n\rb\n\r\n\r--b", "a\n\rb\n\r|--b"},
+      {"LF CRLF, LF CR CRLF", "a\n\r\n--b", "a\n|--b"},
+      {"16 bytes of an end", "a" + std::string(16, '\r') + "\n--b", "a\r|--b"},
       {"none at the end", "a\nb", "a\nb|"},
       {"one at the end", "a\nb\r\n", "a\nb\r\n|"},
       {"nothing", "--b\n", "|--b\n"},
@@ -247,13 +254,16 @@ TEST(MailDecoders, BoundariesTakeNoMoreThanTheirBound) {
   uint32_t count = 0;
   for (; count < 1000000; ++count) {
     for (int i = 0; i < 4; ++i) text[static_cast<size_t>(i)] = static_cast<char>('a' + (count >> 4 * i & 15));
-    if (!set.Add(AsBytes(text + std::to_string(count)))) break;
-    EXPECT_EQ(set.Test(Line{AsBytes("--" + text), {}}), BoundaryLine::kOpening);
+    EXPECT_TRUE(set.Add(AsBytes(text + std::to_string(count))));
+    if (set.Test(Line{AsBytes("--" + text), {}}) == BoundaryLine::kNone) break;
     if (count == 65535) text[99] = 'y';
     if (count == 131071) text[98] = 'y';
   }
   EXPECT_GT(count, 65536u);
   EXPECT_LT(count, 200000u) << "16 MiB";
+  text.replace(0, 4, "aaaa");
+  EXPECT_EQ(set.Test(Line{AsBytes("--" + text.substr(0, 98) + "xx"), {}}), BoundaryLine::kOpening)
+      << "the first one is still there";
 }
 
 // The decoded text, "|" and the character set.

@@ -4,9 +4,12 @@
 
 #include <cstring>
 #include <memory>
+#include <sstream>
 
 #include "core/memory_stream.h"
 #include "decoders/mail/line_reader.h"
+#include "formats/mail/mime/header_record.h"
+#include "formats/mail/mime/mime_detect.h"
 #include "formats/registry.h"
 #include "support/bytes.h"
 #include "support/handler_walk.h"
@@ -52,6 +55,7 @@ const std::string kBase64 = "Content-Type: a/b\nContent-Transfer-Encoding: base6
 const std::string kBlock = "begin 644 r.doc\n#86)C\n`\nend\n";
 
 TEST(Mime, FindsMembers) {
+  const std::string quoted = "Content-Transfer-Encoding: quoted-printable\n";
   const Rows<std::string, std::string> rows = {
       {"an empty file", "", "$"},
       {"a block in text", "text\n\n" + kBlock + "more\n" + kBlock, "r.doc=abc r.doc=abc $"},
@@ -59,6 +63,8 @@ TEST(Mime, FindsMembers) {
        "r.doc=abc r.doc=abc $"},
       {"mode without a name", "begin 644\n#86)C\nend\n", "unknown=abc $"},
       {"blank lines in front of the data", "BEGIN x\n\n\t\n#86)C\nend\n", "x=abc $"},
+      {"an empty block", "Subject: x\n\nbegin 644 a.txt\nend\n\nbegin 644 b\n\nEnd\n", "a.txt= b= $"},
+      {"text after the word", "begin 644 a\nend some text\n", "$"},
       {"a brace is no name", "begin {\n#86)C\n", "$"},
       {"no data line", "begin 644 a\ntext\n", "$"},
       {"the third word wins", "begin 644 a b\n#86)C\n", "a=abc $"},
@@ -67,7 +73,9 @@ TEST(Mime, FindsMembers) {
       {"parts",
        kHead + Part(kBase64, "SGVsbG8=") + Part("Content-Type: text/html; name=\"n; x\"\n", "<") + "--b--",
        "unknown=Hello n=< $"},
-      {"unclosed", kHead + Part("Content-Type: text/html\n", "a"), "unknown=a\n $"},
+      {"unclosed: a boundary line's end is its last", kHead + Part("Content-Type: text/html\n", "a"),
+       "unknown=a $"},
+      {"the same of plain text", kHead + Part("", "a\n"), "unknown=a\n $"},
       {"no body", kHead + "--b\nContent-Type: a/b; name=x\n--b--\n", "x= $"},
       {"a message of one part", "Content-Type: text/plain; name=n\n\nbody\n", "n=body\n $"},
       {"CR as line end",
@@ -106,15 +114,45 @@ TEST(Mime, FindsMembers) {
        "From a\nMIME-Version: 1.0\nContent-Type: text/html\n\none\nFrom b\n" + kBase64 + "\nSGVs\nFrom c\n" +
            "Content-Type: text/plain\n\nthree\nFrom here on\n",
        "unknown=one unknown=Hel unknown=three\nFrom here on\n $"},
+      {"lines \"From \" in encoded parts",
+       "From a\n" + kHead + Part(kBase64, "SGVs\nFrom SGVs\nbG8h:\nIQ") +
+           Part(quoted, "a\nFrom b\nSubject: c") +
+           Part("", "begin 644 r.doc\n#86)C\nFrom b\nc: d\n#86)C\nend") + "--b--\n",
+       "unknown=Hel\x16\xBA&Hello!! unknown=a\r\nFrom b\r\nSubject: c\r\n r.doc=abcabc $"},
+      {"a message after an unclosed part",
+       "From a\n" + kHead + Part(quoted, "a\nFrom b\nSubject: c\nContent-Type: text/html\n\n<"),
+       "unknown=a\r\nFrom b\r\nSubject: c\r\nContent-Type: text/html\r\n\r\n<\r\n unknown=<\n $"},
+      {"a line \"From \" in an encoded message", "From a\n" + kBase64 + "\nSGVs\nFrom SGVs\nbG8h:\nIQ\n",
+       "unknown=Hel\x16\xBA&Hello!! $"},
+      {"one with a time is a mailbox's", "From a\n" + kBase64 + "\nSGVs\nFrom b 0:0\nbG8h:\nIQ\n",
+       "unknown=Hel $"},
       {"a header inside text", "Content-Type: text/plain\n\ntext\n\n" + kBase64 + "\nSGVs\n",
        "unknown=text\n unknown=Hel $"},
       {"an enclosed message's header is no text",
        kHead + Part("", "From: x\nContent-Type: text/plain\n\ny") + "--b--", "unknown=y $"},
-      {"hidden behind a soft break",
-       kHead + Part("Content-Transfer-Encoding: quoted-printable\n", "a=") + Part(kBase64, "SGVs") +
-           "--b--\n",
+      {"hidden behind a soft break", kHead + Part(quoted, "a=") + Part(kBase64, "SGVs") + "--b--\n",
        "unknown=a--b\r\nContent-Type: a/b\r\nContent-Transfer-Encoding: base64\r\n\r\nSGVs\r\n unknown=Hel "
        "$"},
+  };
+  ExpectRows(rows, kWalkOf);
+}
+
+// Each line end, and a bare CR as the blank line after the headers of parts.
+TEST(Mime, TakesAnyLineEnd) {
+  const std::string message = kHead + "--b\n" + kBase64 + "@SGVsbG8=\n--b\nContent-Type: text/html\n@<\n" +
+                              "--b\n@text\n--b\n@" + kBlock + "--b--\n";
+  for (const std::string end : {"\n", "\r\n", "\r", "\n\r", "\r\r\n", "\r\r\r\r\n"}) {
+    for (const std::string& blank : {end, std::string("\r")}) {
+      std::string text;
+      for (const char c : message) text += c == '\n' ? end : c == '@' ? blank : std::string(1, c);
+      EXPECT_EQ(kWalkOf(text), "unknown=Hello unknown=< unknown=text r.doc=abc $")
+          << testing::PrintToString(end + "|" + blank);
+    }
+  }
+  const Rows<std::string, std::string> rows = {
+      {"lines that end in CR, a blank one in CRLF", "Content-Type: text/html\r\r\nbody", "unknown=body $"},
+      {"lines that end in LF CR, one that is no field", "Content-Type: text/html\n\rX: y\n\rjunk\n\r\n\rbody",
+       "unknown=body $"},
   };
   ExpectRows(rows, kWalkOf);
 }
@@ -135,6 +173,17 @@ TEST(Mime, ReadsFieldsOfParts) {
       {"any case, blanks, a folded parameter", "CONTENT-TYPE :a/b;\n\t NAME =\n \"q r\" ; x\n", "q r=SGVs $"},
       {"a semicolon in quotes hides no name", "Content-Type: a/b; x=\"; name=no\"; name=n\n", "n=SGVs $"},
       {"comments", "Content-(c)Type: a/b (open\nstill (nested) open); name=n(x)\nX: (\n", "n=SGVs $"},
+      {"the value on the next line", "Content-Type: a/b\nContent-Transfer-Encoding:\nbase64\n",
+       "unknown=Hel $"},
+      {"and parameters after it", "Content-Type: \na/b;\nname=\nn\n", "n=SGVs $"},
+      {"a field is no value", "Content-Type:\n" + kBase64, "unknown=Hel $"},
+      {"nor is what follows a blank line", "Content-Transfer-Encoding:\n\nbase64\n",
+       "unknown=base64\n\nSGVs $"},
+      {"nor what follows a field that nobody asks for", "Content-ID:\nbase64\n--b\n",
+       "unknown=base64 unknown=SGVs $"},
+      {"a fold before the colon", "Content-Transfer-Encoding\n :base64\n", "unknown=Hel $"},
+      {"a comment over lines in a value", "Content-Transfer-Encoding: bas(com\nment)e64\n", "unknown=Hel $"},
+      {"a comment in a name", "Con(c)tent-Transfer-Encoding: base64\n", "unknown=Hel $"},
       {"an open comment ends at the next field", "Content-Description: (\n" + kBase64, "unknown=Hel $"},
       {"and at the blank line", "Content-Type: a/b; name=n (open\n", "n=SGVs $"},
       {"511 characters of a name", "Content-Type: a/b; name=" + long_name + "\n",
@@ -147,6 +196,7 @@ TEST(Mime, ReadsFieldsOfParts) {
   ExpectRows(rows, walk);
   EXPECT_EQ(kWalkOf("Content-Transfer-Encoding: (c) base64\n\nSGVs"), "unknown=Hel $")
       << "not said to be MIME";
+  EXPECT_EQ(kWalkOf("Mime-(c)Version: 1.0\nContent-Type: a/b; name=n(c)\n\nx"), "n=x $") << "said to be MIME";
   std::string many = "Content-Type: a/b\n";
   for (int i = 0; i < 99; ++i) many += "X: y\n";
   EXPECT_EQ(walk(many + "Content-Transfer-Encoding: base64\n"), "unknown=SGVs $")
@@ -159,6 +209,14 @@ TEST(Mime, ReadsFieldsOfParts) {
       kWalkOf("Content-Type: a/b\n--" + std::string(71, 's') + "\n\nx\n--" + std::string(71, 's') + "\n"),
       "unknown=x\n--" + std::string(71, 's') + "\n $")
       << "a line of 73 characters is not learned";
+}
+
+TEST(Mime, KeepsAnOpenCommentFromHidingTheRest) {
+  const std::string version = "MIME-Version: 1.0\n";
+  EXPECT_EQ(kWalkOf(version + "X-A: (open\nContent-Type: text/html; name=h\n\nbody\n"), "h=body\n $");
+  EXPECT_EQ(kWalkOf(version + "Content-ID: (open\nX-A: y)\nContent-Type: text/html; name=h\n\nbody"),
+            "h=body $");
+  EXPECT_EQ(kWalkOf(version + "Content-Type: text/html; name=h (open\n\nbody)"), "h=body) $");
 }
 
 TEST(Mime, TypesAndWalksWithoutExtraction) {
@@ -177,7 +235,9 @@ TEST(Mime, TypesAndWalksWithoutExtraction) {
 
 TEST(Mime, AnswersQueries) {
   const std::string message =
-      "Subject: =?utf-8?q?=41?=\nX-Folded: a\n\tb\nContent-Type: text/html; name=n\n\nbody\n\nNot: me\n";
+      "Subject: =?utf-8?q?=41?=\nX-Folded: a\n\tb\nContent-Type: text/html; name=n\nB:1\nno field\n: 2\nb: "
+      "3\nA:\nB:x: 4\n"
+      "\nbody\n\nNot: me\n";
   FixedMemoryStream in(AsBytes(message));
   const auto handler = Handler(&in);
   char name[kNameBufferSize];
@@ -202,6 +262,10 @@ TEST(Mime, AnswersQueries) {
       {"no encoded word", "charset-x-folded", "unknown"},
       {"folded", "X-Folded", "a\n\tb"},
       {"the name", "filename", "n"},
+      {"the first of several", "b", "1"},
+      {"a name with a colon in it", "b:X:", "4"},
+      {"no value", "A", ""},
+      {"no name", "", "2"},
       {"none", "not", "?"},
   };
   ExpectRows(rows, ask);
@@ -209,7 +273,7 @@ TEST(Mime, AnswersQueries) {
   uint32_t size = sizeof text;
   EXPECT_TRUE(handler->GetMemberHeader(1, field, text, &size));
   EXPECT_EQ(std::string(field) + "=" + text, "X-Folded=a\n\tb");
-  EXPECT_FALSE(handler->GetMemberHeader(3, field, text, &size));
+  EXPECT_FALSE(handler->GetMemberHeader(9, field, text, &size));
   size = 14;
   EXPECT_FALSE(handler->GetMemberType(text, &size));
   EXPECT_EQ(size, 15u);
@@ -222,7 +286,33 @@ TEST(Mime, AnswersQueries) {
   EXPECT_FALSE(handler->AddMember(&in, 0, nullptr, 0));
 }
 
-TEST(Mime, KeepsOddEndBehindBegin) { EXPECT_EQ(kWalkOf("begin 644 a\nEND some text\n"), "a= $"); }
+// A host may ask for every field of a header full of them, by index in either order and by name.
+TEST(Mime, AskingForAllFieldsIsLinear) {
+  for (const std::string shape : {"#:x", "a:#", "A#:\n b\n\tc", "x", ":"}) {
+    mime::HeaderRecord record;
+    std::vector<std::string> fields = {std::string(20000, '1') + ":"};  // a long name among short ones
+    for (size_t size = 20002; size < 65000; size += fields.back().size() + 1) {
+      fields.push_back(shape);
+      const size_t at = shape.find('#');
+      if (at != shape.npos) fields.back().replace(at, 1, std::to_string(fields.size()));
+    }
+    for (const std::string& field : fields) {
+      std::istringstream lines(field);
+      for (std::string line; std::getline(lines, line);) ASSERT_TRUE(record.Add(AsBytes(line)));
+    }
+    size_t right = 0;
+    for (size_t i = 0; i < 2 * fields.size(); ++i) {
+      const size_t index = i < fields.size() ? i : 2 * fields.size() - 1 - i;
+      std::span<const uint8_t> field, value;
+      if (!record.Field(static_cast<uint32_t>(index), &field) || Text(field) != fields[index]) continue;
+      std::string name = fields[index].substr(0, fields[index].find(':'));
+      for (char& c : name) c = static_cast<char>(mail::Lower(static_cast<uint8_t>(c)));
+      right += record.Find(name + ":", &value) == (fields[index] != "x") ? 1u : 0u;
+    }
+    EXPECT_EQ(right, 2 * fields.size()) << shape;
+    EXPECT_LE(record.bytes_visited(), 64u * 65536) << shape;
+  }
+}
 
 // Counts the bytes that are read from it, and notes the largest read: a reader's buffer is no smaller.
 struct CountingStream final : Stream {
@@ -241,6 +331,18 @@ struct CountingStream final : Stream {
   uint32_t largest = 0;
 };
 
+TEST(Mime, IsRecognisedInOnePassOverItsHeader) {
+  for (const std::string& piece : {std::string("\nX-A: y"), std::string(1 << 20, 'x')}) {
+    std::string text;
+    while (text.size() < 20000000) text += piece;
+    text += "\nTo: y\n\n" + std::string(20000000, '\n');
+    CountingStream in(text);
+    EXPECT_TRUE(mime::DetectMime(in, kDetectMailHint, Formats()));
+    EXPECT_LE(in.total, 23000000u);
+    EXPECT_LE(in.largest, 2 * mail::kMaxLine);
+  }
+}
+
 TEST(Mime, BadInputCostsNoMoreThanItsSize) {
   const struct {
     const char* label;
@@ -254,7 +356,10 @@ TEST(Mime, BadInputCostsNoMoreThanItsSize) {
       {"nested messages", 40000, "Subject: a\nContent-Type: message/rfc822\n\n", "", 1},
       {"empty parts", 200000, "--b\n\n", kHead, 200000},
       {"boundaries that begin one another", 4000, "Content-Type: multipart/a; boundary=%#\n--pppp\n", "", 0},
+      {"more boundaries than are learned", 300000, "--#" + std::string(60, 'x') + "\n", kHead + "--b\n", 0},
       {"soft breaks", 80000, "--b\nContent-Transfer-Encoding: quoted-printable\n\na=\n", kHead, 80000, 6},
+      {"messages after unclosed parts", 40000,
+       "From a 0:0\nContent-Type: multipart/a; boundary=x#\n\n--x#\n" + kBase64 + "\nSGVs\n", "", 40000},
       {"begin lines without data", 200000, "begin 644 a\n\n\n\n", "", 0},
       {"a header without end", 200000, " x#; \n", "Content-Type: a/b;\n", 1},
       {"an open comment", 200000, "x#\n", "MIME-Version: 1.0\nContent-Type: a/b (\n", 1},

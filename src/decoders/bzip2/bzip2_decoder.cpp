@@ -179,6 +179,7 @@ bool Bzip2Decoder::EndStream() {
 bool Bzip2Decoder::ReadBlock() {
   const bool randomised = standard() && bits_.Read(1) != 0;
   const uint32_t first_row = bits_.Read(24);
+  ++tables_built_;
   if (!symbols_.Read(bits_, block_bytes_, &column_)) return false;
   if (first_row >= column_.size) return Refuse("bzip2: first row out of range");
   std::span<uint8_t> text;

@@ -249,6 +249,7 @@ bool DeflateDecoder::ReadDynamicTables() {
   std::array<uint8_t, deflate::kLitLenSymbols + deflate::kDistanceSymbols + deflate::kLongestRun> lengths;
   static_assert((1 << 5) - 1 + 257 <= deflate::kLitLenSymbols && 1 << 5 <= deflate::kDistanceSymbols);
 
+  ++tables_built_;
   std::array<uint8_t, deflate::kPrecodeSymbols> precode{};
   for (uint32_t i = 0; i < precode_symbols; ++i)
     precode[kPrecodeOrder[i]] = static_cast<uint8_t>(input_.Read(3));

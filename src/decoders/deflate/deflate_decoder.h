@@ -52,6 +52,8 @@ class DeflateDecoder final : public ResumableDecoder {
 
   // True once the final block was decoded and everything was delivered.
   [[nodiscard]] bool finished() const { return ended_ && pending() == 0; }
+  // Then: where in the input the stream ended.
+  [[nodiscard]] uint32_t InputEnd() const { return input_.Position(); }
 
  private:
   enum class BlockState : uint8_t { kStored = 0, kFixed = 1, kDynamic = 2, kHeader = 3 };

@@ -15,9 +15,10 @@ namespace {
 constexpr uint32_t kRun = 2048;  // characters between two looks at the room and at what lies ahead
 
 #ifdef __SSE2__
-// Sixteen characters a step. A character is sound when the table entries for its two halves share no bit; what is to be
-// added to it hangs on its high half, "/" apart. Stops behind the groups in front of a foreign character.
-BRIX_SSSE3 void DecodeSteps(const uint8_t** in, const uint8_t* end, uint8_t** out) {
+// Sixteen characters a step. A character is of the alphabet when the table entries for its two halves share no bit;
+// what is to be added to it depends on its high half, except for "/". Stops after the groups before a foreign
+// character.
+BRIX_SSSE3 void DecodeSimd(const uint8_t** in, const uint8_t* end, uint8_t** out) {
   // One bit for each run of high halves that allows the same low halves: 2; 3; 4 and 6; 5 and 7; all others.
   const __m128i low_bad = _mm_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13,
                                         0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
@@ -50,13 +51,13 @@ BRIX_SSSE3 void DecodeSteps(const uint8_t** in, const uint8_t* end, uint8_t** ou
   *out = to;
 }
 #else
-void DecodeSteps(const uint8_t**, const uint8_t*, uint8_t**) {}
+void DecodeSimd(const uint8_t**, const uint8_t*, uint8_t**) {}
 #endif
 
 // Decodes whole groups from `in` on, as long as nothing is foreign. Returns the end of what it took.
-const uint8_t* DecodeGroups(const uint8_t* in, const uint8_t* end, bool in_steps, MailOutput* out) {
+const uint8_t* DecodeGroups(const uint8_t* in, const uint8_t* end, bool has_simd, MailOutput* out) {
   uint8_t* to = out->at();
-  if (in_steps) DecodeSteps(&in, end, &to);
+  if (has_simd) DecodeSimd(&in, end, &to);
   while (end - in >= 4 && DecodeFour(kBase64, in, to)) {
     in += 4;
     to += 3;
@@ -72,27 +73,27 @@ bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
 bool DecodeBase64(MailBody* body, MailOutput* out) {
   LineReader& lines = body->lines;
   const BoundarySet& boundaries = body->boundaries;
-  const bool in_steps = HasSteps();
+  const bool has_simd = HasSsse3();
   SixBits bits;  // carried over line ends
   bool line_starts = true;
   bool ended = false;
   while (!ended && out->Room(kRun)) {
-    // One more than a run, so that the byte behind the one looked at is there unless the input ends.
+    // One more than a run, so that the byte after the one looked at is there unless the input ends.
     if (!lines.Fill(kRun + 1) && lines.begin() == lines.end()) break;
     if (line_starts && boundaries.MayBegin(*lines.begin())) {
       const uint32_t at = lines.offset();
       Line line;
       const bool taken = lines.Take(&line);
-      const bool is_boundary = taken && boundaries.Test(line) != BoundaryLine::kNone;
+      const bool is_end = taken && body->EndsEncoded(line);
       lines.Seek(at);
-      if (is_boundary || !taken) break;
+      if (is_end || !taken) break;
       line_starts = false;
     }
     const uint8_t* p = lines.begin();
     const uint8_t* const end = p + std::min<size_t>(kRun, static_cast<size_t>(lines.end() - p));
     do {
       if (bits.empty()) {
-        const uint8_t* const groups_end = DecodeGroups(p, end, in_steps, out);
+        const uint8_t* const groups_end = DecodeGroups(p, end, has_simd, out);
         if (groups_end != p) line_starts = false;
         p = groups_end;
         if (p == end) break;
@@ -112,7 +113,7 @@ bool DecodeBase64(MailBody* body, MailOutput* out) {
     lines.Advance(static_cast<uint32_t>(p - lines.begin()));
   }
   Line rest;
-  if (ended) (void)lines.Take(&rest);  // the line end behind "="
+  if (ended) (void)lines.Take(&rest);  // the line end after "="
   return out->Finish() && !lines.failed();
 }
 

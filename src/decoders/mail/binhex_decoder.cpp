@@ -5,8 +5,8 @@
 //     name length, name and version, 10 bytes of type and flags, fork lengths (4 and 4, most significant byte
 //     first), CRC, data fork, CRC, resource fork, CRC
 //
-// Kept: both forks come out as one, and none of the three CRCs is compared. Colons are foreign characters; nothing is
-// looked for in front of the first.
+// Kept: both forks come out as one, and none of the three CRCs is compared. Colons are foreign characters; the
+// data need not begin with one.
 //
 // Bounds: a run repeats a byte 254 times at most; the forks' lengths only count down.
 #include <algorithm>
@@ -104,7 +104,7 @@ bool DecodeBinHex(MailBody* body, MailOutput* out) {
   BinHexSink sink(out);
   Line line;
   while (out->Room(MailOutput::kMaxRoom) && body->lines.Take(&line)) {
-    if (body->IsBoundary(line)) {
+    if (body->EndsEncoded(line)) {
       body->lines.Seek(line.at);
       break;
     }

@@ -1,21 +1,20 @@
 // boundary_set.cpp - a tree of boundary strings in one block of bytes.
 //
-// A node is a word, its label, and in front of the word another one when it has children:
+// A node is a word and a label, with one more word before it when the node has children:
 //
 //     [first child]  [next sibling, 24 bits | has children, 1 | length, 7]  label
 //
 // The labels on the way down to a node without children spell a string. Siblings differ in their first byte, so a step
 // down looks at 256 nodes at most however many strings there are, and no choice of strings makes it slow.
 //
-// Bounds: strings of 100 bytes; 16 MiB in all. A string takes what it does not share with others, and 4 to 13 bytes
-// more. Memory grows with the strings that the message really holds.
+// Bounds: strings of 100 bytes; 16 MiB in all, after which no more are kept. A string takes what it does not share with
+// others, and 4 to 13 bytes more. Memory grows with the strings that the message really holds.
 #include "decoders/mail/boundary_set.h"
 
 #include <array>
 #include <cstring>
 
 #include "core/byte_order.h"
-#include "core/refuse.h"
 
 namespace brix::mail {
 
@@ -25,7 +24,8 @@ constexpr uint32_t kWord = 4;             // bytes
 constexpr uint32_t kLinkMask = 0xFFFFFF;  // of a word; 0: no node
 constexpr uint32_t kHasChildren = 1u << 24;
 constexpr uint32_t kLengthShift = 25;
-constexpr uint32_t kMaxSize = 16 * 1024 * 1024;  // links have 24 bits
+constexpr uint32_t kMaxSize = 16 * 1024 * 1024;           // links have 24 bits
+constexpr uint32_t kMaxAdded = 4 * kWord + kMaxBoundary;  // bytes that a string takes
 constexpr uint32_t kGrowth = 256;
 
 }  // namespace
@@ -44,7 +44,6 @@ const uint8_t* BoundarySet::Label(uint32_t node) const { return block_.data() + 
 bool BoundarySet::Append(uint32_t words, Text label, uint32_t* at) {
   const auto taken = static_cast<uint32_t>(words * kWord + label.size());
   const size_t needed = size_t{size_} + taken;
-  if (needed > kMaxSize) return Refuse("mail: too many boundaries");
   if (needed > block_.size() && !block_.TryResize(needed + needed / 32 + kGrowth)) return false;
   *at = size_ + (words - 1) * kWord;
   std::copy(label.begin(), label.end(), block_.data() + *at + kWord);
@@ -64,9 +63,9 @@ uint32_t BoundarySet::FindChild(uint32_t* link_at, uint8_t first) const {
 bool BoundarySet::Add(Text boundary) {
   Text rest = boundary.first(std::min<size_t>(boundary.size(), kMaxBoundary));
   has_empty_ |= rest.empty();
-  if (HasPrefixOf(rest)) return true;
+  if (HasPrefixOf(rest) || size_ > kMaxSize - kMaxAdded) return true;
   uint32_t at = 0;
-  if (size_ == 0) {  // the word in front is the link to the first node
+  if (size_ == 0) {  // the first word leads to the first node
     if (!Append(1, {}, &at)) return false;
     SetWord(0, 0);
   }
@@ -89,8 +88,8 @@ bool BoundarySet::Add(Text boundary) {
       return true;
     }
     children_at = node - kWord;
-    if (common <
-        length) {  // a new node takes the common beginning; this one, moved up behind that, becomes its child
+    if (common < length) {
+      // A new node takes the common beginning; the rest of this one becomes its child.
       if (!Append(2, rest.first(common), &at)) return false;
       const uint32_t word = Word(node);
       SetWord(at, common << kLengthShift | kHasChildren | (word & kLinkMask));
@@ -129,7 +128,7 @@ BoundaryLine BoundarySet::TestCandidate(const Line& candidate) const {
     const bool separates = line.size() >= sizeof kFrom &&
                            std::equal(std::begin(kFrom), std::end(kFrom), line.begin()) &&
                            LooksLikeField(candidate.ahead);
-    return separates ? BoundaryLine::kClosing : BoundaryLine::kNone;
+    return separates ? BoundaryLine::kMessage : BoundaryLine::kNone;
   }
   if (size_ == 0 && !has_empty_) return BoundaryLine::kNone;
   if (line[0] == '-' && line[1] == '-' && HasPrefixOf(line.subspan(2))) return kind(line.back());

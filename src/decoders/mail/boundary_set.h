@@ -14,6 +14,7 @@ enum class BoundaryLine : uint8_t {
   kNone,
   kOpening,  // a part follows
   kClosing,  // ends in "-"
+  kMessage,  // "From " in a mailbox file
 };
 
 // Strings kept as a tree of their common beginnings, so that a line is compared with all of them at once. A string
@@ -23,11 +24,11 @@ class BoundarySet {
   void Clear();
 
   // Adds a string, cut at kMaxBoundary characters. An empty one makes every line that begins with two dashes a
-  // boundary. False: no memory, or the set is full, with 16 MiB.
+  // boundary. A set of 16 MiB is full, and adds nothing. False: no memory.
   [[nodiscard]] bool Add(Text boundary);
 
-  // In a mailbox file a line that begins with "From ", with a header field behind it, separates messages, and ends what
-  // a boundary would.
+  // In a mailbox file a line that begins with "From ", with a header field on the next, separates messages, and ends
+  // what a boundary line would.
   void SetMailbox(bool on) { mailbox_ = on; }
 
   // Whether a line that begins so may be a boundary line: asked first, since few do.
@@ -45,7 +46,7 @@ class BoundarySet {
   [[nodiscard]] uint32_t Link(uint32_t at) const;
   [[nodiscard]] uint32_t Length(uint32_t node) const;
   [[nodiscard]] const uint8_t* Label(uint32_t node) const;
-  // Makes room for words and a label behind them, which is copied. `at`: out: offset of the last word.
+  // Makes room for words and a label after them, which is copied. `at`: out: offset of the last word.
   [[nodiscard]] bool Append(uint32_t words, Text label, uint32_t* at);
   // The one of the siblings that `*link_at` leads to whose label begins so, 0 when there is none; `*link_at` becomes
   // the word that leads to it.

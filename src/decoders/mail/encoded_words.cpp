@@ -2,8 +2,8 @@
 //
 // Kept: Q words follow the rules of quoted-printable lines, so that an underscore stays one.
 //
-// Bounds: what is decoded is never longer than its word. When no end is found behind a word's start there is none
-// behind a later start either, and the search stops: the cost is linear.
+// Bounds: what is decoded is never longer than its word. When no end is found after a word's start there is none
+// after a later start either, and the search stops, so the cost is linear.
 #include "decoders/mail/encoded_words.h"
 
 #include "decoders/mail/mail_decoders.h"

@@ -1,7 +1,7 @@
 // line_reader.cpp - finds line ends 16 bytes at a time.
 //
-// CR, LF and CRLF all end a line, however they are mixed. A line that crosses the end of the buffer is moved to its
-// front before more is read; nothing else is copied.
+// CR, LF, CRLF, CRLF with more CRs before it and LF CR all end a line, however they are mixed (LineEndSize). A line
+// that crosses the end of the buffer is moved to its front before more is read; nothing else is copied.
 //
 // Bounds: the buffer has 32 KiB and grows for a longer line to at most 256 KiB, then shrinks again. Each read is as large as
 // the room left; a turn of a loop reads at least one byte or ends.
@@ -22,7 +22,7 @@ namespace {
 
 constexpr uint32_t kBuffer = 16 * 1024;
 
-// The first CR or LF at `p` or behind it; `end` when there is none.
+// The first CR or LF from `p` on; `end` when there is none.
 const uint8_t* FindEnd(const uint8_t* p, const uint8_t* end) {
 #ifdef __SSE2__
   const __m128i cr = _mm_set1_epi8('\r');
@@ -89,10 +89,12 @@ bool LineReader::Fill(uint32_t wanted) {
 
 bool LineReader::Take(Line* line) {
   const uint8_t* const stop = FindEnd(begin(), end());
-  if (end() - stop < 2 + std::ptrdiff_t{kAhead} || stop - begin() > kMaxLine) return TakeSlowly(line);
+  if (end() - stop < std::ptrdiff_t{kMaxLineEnd + kAhead} || stop - begin() > kMaxLine)
+    return TakeSlowly(line);
   line->text = Text(begin(), stop);
   line->at = offset();
-  line->end_size = stop[0] == '\r' && stop[1] == '\n' ? 2 : 1;
+  const bool is_common = stop[0] == '\r' ? stop[1] == '\n' : stop[1] != '\r';
+  line->end_size = is_common ? (stop[0] == '\r' ? 2 : 1) : LineEndSize(Text(stop, end()));
   line->starts = !inside_line_;
   line->ends = true;
   inside_line_ = false;
@@ -106,9 +108,9 @@ bool LineReader::TakeSlowly(Line* line) {
   uint32_t size = 0;
   for (bool more = true;;) {  // each turn but the last reads more
     size = std::min(static_cast<uint32_t>(FindEnd(begin() + size, end()) - begin()), kMaxLine);
-    const uint32_t behind = end_ - at_ - size;
-    if (behind >= 2 + kAhead || (behind == 0 && size == kMaxLine) || !more) break;
-    more = Fill(size + 2 + kAhead);
+    const uint32_t left = end_ - at_ - size;
+    if (left >= kMaxLineEnd + kAhead || (left == 0 && size == kMaxLine) || !more) break;
+    more = Fill(size + kMaxLineEnd + kAhead);
   }
   if (failed_) return false;
   const uint8_t* text = begin();
@@ -119,7 +121,7 @@ bool LineReader::TakeSlowly(Line* line) {
   line->end_size = 0;
   const uint32_t ahead = end_ - at_ - size;
   if (ahead != 0 && (text[size] == '\r' || text[size] == '\n')) {
-    line->end_size = ahead > 1 && text[size] == '\r' && text[size + 1] == '\n' ? 2 : 1;
+    line->end_size = LineEndSize(Text(text + size, ahead));
   } else {
     line->ends = ahead == 0 && ended_;
   }

@@ -17,18 +17,18 @@ inline constexpr uint32_t kAhead = 64;  // bytes
 // A line without its end, or a piece of one that is longer than kMaxLine. Valid until the reader moves on.
 struct Line {
   Text text;
-  Text ahead;             // what lies behind the line or piece, at least kAhead bytes unless the input ends
+  Text ahead;             // what lies after the line or piece, at least kAhead bytes unless the input ends
   uint32_t at = 0;        // offset of its first byte
-  uint32_t end_size = 0;  // bytes of its line end: CR, LF or CRLF; 0 at the end of the input
+  uint32_t end_size = 0;  // bytes of its line end, at most kMaxLineEnd; 0 at the end of the input
   bool starts = true;     // the piece begins a line
-  bool ends = true;       // the line ends behind the piece
+  bool ends = true;       // the line ends after the piece
 };
 
 // Reads ahead in large pieces. All its places are offsets in the stream, so what was looked at can be read again:
 // going back inside the buffer costs nothing.
 class LineReader {
  public:
-  // Bytes that may be read behind end(); they are zero.
+  // Bytes that may be read after end(); they are zero.
   static constexpr uint32_t kSlack = 16;
 
   // Starts at offset 0 of `in`, which must outlive the reader.
@@ -37,11 +37,11 @@ class LineReader {
   // The next line or piece. False at the end of the input, and when a read failed or memory is exhausted.
   [[nodiscard]] bool Take(Line* line);
 
-  // The next line; what is behind its first kMaxLine bytes is passed over.
+  // The next line; what is after its first kMaxLine bytes is passed over.
   [[nodiscard]] bool TakeLine(Line* line);
 
-  // Makes the last `size` bytes of the piece taken last, which does not end its line, the start of the next piece.
-  void GiveBack(uint32_t size) { at_ -= size; }
+  // Makes the last `size` bytes of the piece taken last, which does not end its line, the start of the next one.
+  void Unread(uint32_t size) { at_ -= size; }
 
   void Seek(uint32_t offset);
   [[nodiscard]] uint32_t offset() const { return base_ + at_; }
@@ -52,8 +52,8 @@ class LineReader {
   [[nodiscard]] const uint8_t* end() const { return block_.data() + end_; }
   void Advance(uint32_t size) { at_ += size; }
 
-  // Reads until at least `wanted` bytes, not much more than kMaxLine, lie ahead. False when the input ends or fails before; what there is
-  // still lies ahead.
+  // Reads until at least `wanted` bytes, not much more than kMaxLine, lie ahead. False when the input ends or fails
+  // before; what there is still lies ahead.
   bool Fill(uint32_t wanted);
 
  private:
@@ -64,7 +64,7 @@ class LineReader {
   MemoryBlock block_;   // a usable size and kSlack
   uint32_t base_ = 0;   // offset of block_'s first byte
   uint32_t at_ = 0;     // next byte, in block_
-  uint32_t end_ = 0;    // behind the last byte read
+  uint32_t end_ = 0;    // after the last byte read
   bool ended_ = false;  // the input ends at end_
   bool failed_ = false;
   bool inside_line_ = false;  // the next byte is not the first of its line

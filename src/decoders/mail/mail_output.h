@@ -1,4 +1,4 @@
-// mail_output.h - where the mail decoders put their bytes: a buffer in front of the caller's stream that stops at
+// mail_output.h - where the mail decoders put their bytes: a buffer that is flushed to the caller's stream and stops at
 // the limit.
 #pragma once
 
@@ -16,7 +16,7 @@ namespace brix::mail {
 class MailOutput {
  public:
   static constexpr uint32_t kSize = 5 * 1024;
-  static constexpr uint32_t kMaxRoom = 512;  // as many bytes more than there is room for may be stored
+  static constexpr uint32_t kMaxRoom = 512;  // a decoder may overrun Room() by so many bytes
 
   // `limit`: the most bytes to write, 0 meaning none. `buffer` is kept from one output to the next.
   MailOutput(Stream& out, uint32_t limit, MemoryBlock* buffer)
@@ -24,8 +24,8 @@ class MailOutput {
     failed_ = !buffer->TryResize(kSize + kMaxRoom);
   }
 
-  // Whether the decoder should go on; then `size` bytes, at most kSize, may be stored at at(). False: the limit is reached, or a
-  // write failed.
+  // Whether the decoder should go on; then `size` bytes, at most kSize, may be stored at at(). False: the limit is
+  // reached, or a write failed.
   [[nodiscard]] bool Room(uint32_t size) {
     return used_ + size <= kSize && used_ < limit_ - written_ && !failed_ ? true : Flush();
   }

@@ -32,6 +32,24 @@ inline bool IsBlankLine(Text line) {
   return std::all_of(line.begin(), line.end(), [](uint8_t c) { return c == '\t'; });
 }
 
+// The longest line end, in bytes. Of more CRs before an LF only the last ones belong to it.
+inline constexpr uint32_t kMaxLineEnd = 16;
+
+// The size of the line end that `text` begins with: an LF with any number of CRs before it, LF CR, or a lone CR.
+// LF CR is one end only when no LF follows; otherwise that CR belongs to the end of the next line. Looks at
+// kMaxLineEnd bytes, which `text` holds unless the input ends before.
+inline uint32_t LineEndSize(Text text) {
+  const Text seen = text.first(std::min<size_t>(text.size(), kMaxLineEnd));
+  size_t at = 0;
+  const auto is = [&](size_t i, uint8_t c) { return i < seen.size() && seen[i] == c; };
+  while (is(at, '\n') && is(at + 1, '\r')) at += 2;  // LF CR, and blank lines that end so
+  const bool pairs = at != 0;
+  if (is(0, '\n') && !pairs) return 1;
+  while (is(at, '\r')) ++at;
+  if (pairs) return is(at, '\n') ? 1 : 2;
+  return is(at, '\n') ? static_cast<uint32_t>(at + 1) : 1;
+}
+
 // Begins with a field's name and a colon.
 inline bool LooksLikeField(Text line) {
   const auto colon = std::find_if(line.begin(), line.end(), [](uint8_t c) {
@@ -39,6 +57,10 @@ inline bool LooksLikeField(Text line) {
   });
   return colon != line.begin() && colon != line.end() && *colon == ':';
 }
+
+// Whether a line "From ...", followed by `next`, is one that mailbox writers put before a message: it names a time of
+// day, or the first field is one that messages begin with.
+[[nodiscard]] bool SeparatesMessages(Text line, Text next);
 
 inline Text TrimEnd(Text text) {
   while (!text.empty() && IsBlank(text.back())) text = text.first(text.size() - 1);

@@ -1,9 +1,9 @@
 // quoted_printable_decoder.cpp - lines that hold nothing odd are copied sixteen bytes a step, others with care.
 //
-// Kept: a boundary line behind a soft line break is text. The handler learns of it and goes on there, so that no
+// Kept: a boundary line after a soft line break is text. The handler learns of it and goes on there, so that no
 // part hides behind one; the next boundary line ends the body in any case, which keeps the cost linear.
 //
-// Bounds: output never exceeds input but for a line end. Of a line longer than the reader keeps, blanks in front of a
+// Bounds: output never exceeds input but for a line end. Of a line longer than the reader keeps, blanks before a
 // cut count as text.
 #include "decoders/mail/mail_decoders.h"
 #include "decoders/mail/six_bit.h"
@@ -25,7 +25,7 @@ constexpr auto kHexDigits = [] {
 
 bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
 
-// What stands at an "=": how many characters it takes, and the byte that it gives, if any.
+// What an "=" begins: how many characters it takes, and the byte that it gives, if any.
 struct Escape {
   uint32_t taken;
   bool gives;
@@ -62,8 +62,8 @@ Decoded DecodePiece(Text text, bool ends_line, MailOutput* out) {
 }
 
 #ifdef __SSE2__
-// Copies lines as they stand and stops where one needs a look: at an "=", at a line end that is not CRLF or has a blank in
-// front, and at the start of what may be a boundary line.
+// Copies bytes and stops where one needs a look: at an "=", at a line end that is not CRLF or follows a blank, and at
+// the start of what may be a boundary line.
 class LineCopier {
  public:
   explicit LineCopier(const BoundarySet& boundaries)
@@ -71,43 +71,44 @@ class LineCopier {
 
   // The next character follows a line end, or nothing that matters.
   void Restart(bool at_line_start) {
-    behind_cr_ = behind_blank_ = 0;
-    behind_lf_ = at_line_start ? 1 : 0;
+    after_cr_ = after_blank_ = 0;
+    after_lf_ = at_line_start ? 1 : 0;
   }
 
-  // Copies sixteen bytes. Returns how many stand in front of the place to look at; behind a CR without LF that is the
-  // character that follows.
+  // Copies sixteen bytes. Returns how many come before the place to look at; for a CR without LF that is the character
+  // after it.
   uint32_t Copy(const uint8_t* in, uint8_t* out) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
     const auto is = [&](char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); };
     const auto mask = [](__m128i hits) { return static_cast<uint32_t>(_mm_movemask_epi8(hits)); };
     const uint32_t cr = mask(is('\r')), lf = mask(is('\n'));
-    const uint32_t cr_before = cr << 1 | behind_cr_;
-    const uint32_t lf_before = lf << 1 | behind_lf_;
-    const uint32_t blank_before = mask(_mm_or_si128(is(' '), is('\t'))) << 1 | behind_blank_;
+    const uint32_t cr_before = cr << 1 | after_cr_;
+    const uint32_t lf_before = lf << 1 | after_lf_;
+    const uint32_t blank_before = mask(_mm_or_si128(is(' '), is('\t'))) << 1 | after_blank_;
     const uint32_t starts = mask(_mm_or_si128(_mm_or_si128(is('-'), is('(')), _mm_cmpeq_epi8(bytes, from_)));
     const uint32_t odd = mask(is('=')) | (cr_before ^ lf) | (blank_before & (cr | lf)) | (lf_before & starts);
-    behind_cr_ = cr_before >> 16;
-    behind_lf_ = lf_before >> 16;
-    behind_blank_ = blank_before >> 16;
+    after_cr_ = cr_before >> 16;
+    after_lf_ = lf_before >> 16;
+    after_blank_ = blank_before >> 16;
     if ((odd & 0xFFFF) == 0) return 16;  // apart, so that the next step need not wait for a count
     return static_cast<uint32_t>(std::countr_zero(odd));
   }
 
  private:
   const __m128i from_;
-  uint32_t behind_cr_ = 0, behind_lf_ = 0, behind_blank_ = 0;  // the character before the next is one
+  uint32_t after_cr_ = 0, after_lf_ = 0, after_blank_ = 0;  // the character before the next is one
 };
 
-// Whole lines from `in` on, up to `end`, which has 16 readable bytes behind it. Stops in front of a line that may be a
-// boundary line or has an escape that is none. Returns where it stopped, and in `*out` the end of what came out, at most
-// two bytes for each; sets `*soft` when a line was taken: whether the last ended in a soft break.
+// Whole lines from `in` on, up to `end`, which has 16 readable bytes after it. Stops before a line that may be a
+// boundary line, has an escape that is none, or may end in more than CR, LF or CRLF. Returns where it stopped, and
+// in `*out` the end of what came out, at most two bytes for each; sets `*soft` when a line was taken: whether the
+// last ended in a soft break.
 const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* copier, bool* soft,
                            uint8_t** out) {
   const uint8_t* p = in;
   const uint8_t* line = in;  // start of the last line known to start
-  const uint8_t* run = in;   // from here on bytes were copied as they stand
+  const uint8_t* run = in;   // from here on bytes were copied unchanged
   const uint8_t* soft_end = nullptr;
   uint8_t* to = *out;
   uint8_t* line_out = to;
@@ -144,6 +145,7 @@ const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* co
       break;
     }
     if (p != run && p[-1] == '\r' && *p != '\n') {
+      if (*p == '\r') break;
       *to++ = '\n';
       restart(true);
     } else if (*p == '=') {
@@ -151,6 +153,7 @@ const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* co
       const uint32_t high = kHexDigits[p[1]];
       const uint32_t low = kHexDigits[p[2]];
       if (IsLineEnd(p[1])) {
+        if (p[2] == '\r') break;
         p += p[1] == '\r' && p[2] == '\n' ? 3 : 2;
         soft_end = p;
         restart(true);
@@ -162,6 +165,7 @@ const uint8_t* DecodeLines(const uint8_t* in, const uint8_t* end, LineCopier* co
         break;
       }
     } else if (IsLineEnd(*p)) {
+      if (p[1] == '\r') break;
       for (const uint8_t* blank = p; blank != run && IsBlank(blank[-1]); --blank) --to;
       *to++ = '\r';
       *to++ = '\n';
@@ -219,7 +223,7 @@ bool DecodeQuotedPrintable(MailBody* body, MailOutput* out) {
   for (;;) {  // each turn takes a line or a piece of one
     if (line.ends) DecodeSoundLines(lines, body->boundaries, &soft, out);
     if (!out->Room(2) || !lines.Take(&line)) break;
-    if (body->IsBoundary(line)) {
+    if (body->EndsEncoded(line)) {
       if (!soft || body->passed != MailBody::kNone) {
         lines.Seek(line.at);
         break;
@@ -227,7 +231,7 @@ bool DecodeQuotedPrintable(MailBody* body, MailOutput* out) {
       body->passed = line.at;
     }
     const Decoded decoded = DecodePiece(line.ends ? TrimEnd(line.text) : line.text, line.ends, out);
-    if (!line.ends) lines.GiveBack(decoded.left);
+    if (!line.ends) lines.Unread(decoded.left);
     soft = decoded.soft;
     if (!line.ends || soft || !out->Room(2)) continue;
     out->at()[0] = '\r';

@@ -70,11 +70,11 @@ inline bool DecodeFour(const Alphabet& values, const uint8_t* in, uint8_t* out) 
   return true;
 }
 
-// Whether the processor has what the steps of sixteen characters want.
+// Whether the processor has the instructions that decode sixteen characters a step.
 #ifdef __SSE2__
 #define BRIX_SSSE3 __attribute__((target("ssse3")))
 
-inline bool HasSteps() { return __builtin_cpu_supports("ssse3") != 0; }
+inline bool HasSsse3() { return __builtin_cpu_supports("ssse3") != 0; }
 
 // Joins sixteen values into twelve bytes. Stores sixteen.
 BRIX_SSSE3 inline void PackSixteen(__m128i values, uint8_t* out) {
@@ -84,7 +84,7 @@ BRIX_SSSE3 inline void PackSixteen(__m128i values, uint8_t* out) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(groups, order));
 }
 #else
-constexpr bool HasSteps() { return false; }
+constexpr bool HasSsse3() { return false; }
 #endif
 
 }  // namespace brix::mail

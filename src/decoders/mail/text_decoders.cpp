@@ -18,8 +18,8 @@ uint32_t CountOf(Text line) {
 
 #ifdef __SSE2__
 // Sixteen characters a step, up to the first damaged or foreign one. Returns the count of bytes that it yields. `in` has
-// 16 readable bytes behind it; up to 16 bytes more than counted are stored.
-BRIX_SSSE3 uint32_t DecodeSteps(Text in, uint32_t count, uint8_t* out) {
+// 16 readable bytes after it; up to 16 bytes more than counted are stored.
+BRIX_SSSE3 uint32_t DecodeSimd(Text in, uint32_t count, uint8_t* out) {
   uint32_t done = 0;
   while (done < count) {  // each turn yields a byte at least
     const uint32_t bytes = std::min(count - done, 12u);
@@ -37,12 +37,12 @@ BRIX_SSSE3 uint32_t DecodeSteps(Text in, uint32_t count, uint8_t* out) {
   return done;
 }
 #else
-uint32_t DecodeSteps(Text, uint32_t, uint8_t*) { return 0; }
+uint32_t DecodeSimd(Text, uint32_t, uint8_t*) { return 0; }
 #endif
 
-void DecodeUuLine(Text in, uint32_t count, bool in_steps, MailOutput* out) {
+void DecodeUuLine(Text in, uint32_t count, bool has_simd, MailOutput* out) {
   uint8_t* to = out->at();
-  const uint32_t done = in_steps ? DecodeSteps(in, count, to) : 0;
+  const uint32_t done = has_simd ? DecodeSimd(in, count, to) : 0;
   in = in.subspan(std::min<size_t>(in.size(), (done * 4 + 2) / 3));
   to += done;
   uint32_t left = count - done;
@@ -69,9 +69,30 @@ bool IsUuencodedData(Text line) {
   return count != 0 && line.size() >= full + 1 && line.size() <= full + 5;
 }
 
+bool MailBody::EndsEncoded(const Line& line) {
+  if (!line.starts) return false;
+  const BoundaryLine kind = boundaries.Test(line);
+  if (kind != BoundaryLine::kMessage) return kind != BoundaryLine::kNone;
+  if (!SeparatesMessages(line.text, line.ahead)) return false;
+  if (!in_part || line.at < seen_end) return true;
+  if (passed == kNone) passed = line.at;
+  return false;
+}
+
+bool SeparatesMessages(Text line, Text next) {
+  constexpr std::string_view kFields[] = {
+      "from:",         "to:",         "subject:", "date:",         "received:", "return-path:",
+      "delivered-to:", "message-id:", "content-", "mime-version:", "status:",   "x-"};
+  const auto is_digit = [](uint8_t c) { return c >= '0' && c <= '9'; };
+  for (size_t at = 1; at + 1 < line.size(); ++at) {
+    if (line[at] == ':' && is_digit(line[at - 1]) && is_digit(line[at + 1])) return true;
+  }
+  return std::any_of(std::begin(kFields), std::end(kFields),
+                     [&](std::string_view field) { return BeginsWith(next, field); });
+}
+
 bool CopyText(MailBody* body, MailOutput* out) {
-  constexpr uint8_t kEnds[3][2] = {{}, {'\n', 0}, {'\r', '\n'}};
-  uint8_t end[2] = {};  // the line end in front, not yet written
+  std::array<uint8_t, kMaxLineEnd> end;  // the line end before, not yet written
   uint32_t end_size = 0;
   Line line;
   while (out->Room(MailOutput::kMaxRoom) && body->lines.Take(&line)) {
@@ -79,9 +100,9 @@ bool CopyText(MailBody* body, MailOutput* out) {
       body->lines.Seek(line.at);
       break;
     }
-    const Text held(end, end_size);
-    if (line.text.size() <= MailOutput::kMaxRoom - 16) {
-      std::memcpy(out->at(), held.data(), sizeof end);
+    const Text held(end.data(), end_size);
+    if (line.text.size() <= MailOutput::kMaxRoom - kMaxLineEnd) {
+      std::memcpy(out->at(), end.data(), end.size());
       out->Advance(held.size());
       std::memcpy(out->at(), line.text.data(), line.text.size());
       out->Advance(line.text.size());
@@ -89,24 +110,24 @@ bool CopyText(MailBody* body, MailOutput* out) {
       break;
     }
     end_size = line.end_size;
-    std::memcpy(end, kEnds[end_size], sizeof end);
-    if (end_size == 1) end[0] = *(line.text.data() + line.text.size());
+    static_assert(kMaxLineEnd <= LineReader::kSlack, "as many bytes can be read after any line");
+    std::memcpy(end.data(), line.text.data() + line.text.size(), end.size());
   }
-  // Behind a boundary's line end nothing is held; at the end of the input the last line end is data.
-  if (body->lines.begin() == body->lines.end()) (void)out->Write(Text(end, end_size));
+  const bool at_end = body->lines.begin() == body->lines.end();
+  if (at_end && !body->in_part) (void)out->Write(Text(end.data(), end_size));
   return out->Finish() && !body->lines.failed();
 }
 
 bool DecodeUuencode(MailBody* body, MailOutput* out) {
   constexpr std::string_view kBegin = "begin ";
   constexpr uint8_t kEnd[] = {'e', 'n', 'd'};
-  const bool in_steps = HasSteps();
+  const bool has_simd = HasSsse3();
   bool has_data = false;
   Line line;
   while (out->Room(64) && body->lines.TakeLine(&line)) {
     const bool is_data = line.text.size() < kMaxUuLine && IsUuencodedData(line.text);
     if (!is_data) {
-      if (body->IsBoundary(line)) {
+      if (body->EndsEncoded(line)) {
         body->lines.Seek(line.at);
         break;
       }
@@ -114,7 +135,7 @@ bool DecodeUuencode(MailBody* body, MailOutput* out) {
       continue;
     }
     if (!has_data && BeginsWith(line.text, kBegin)) continue;
-    DecodeUuLine(line.text.subspan(1), CountOf(line.text), in_steps, out);
+    DecodeUuLine(line.text.subspan(1), CountOf(line.text), has_simd, out);
     has_data = true;
   }
   return out->Finish() && !body->lines.failed();

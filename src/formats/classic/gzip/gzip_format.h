@@ -17,4 +17,6 @@ enum Flag : uint8_t { kHeaderCrc = 2, kExtra = 4, kName = 8, kComment = 16 };
 inline constexpr uint32_t kExtraLengthBytes = 2;
 inline constexpr uint32_t kHeaderCrcBytes = 2;
 
+inline constexpr uint32_t kTrailerBytes = 8;  // CRC-32 and size of the data, after them
+
 }  // namespace brix::gzip

@@ -52,10 +52,12 @@ class GzipHandler final : public ArchiveHandler {
     *written = 0;
     uint32_t size = 0;
     if (!read_stream_->GetSize(&size)) return Refuse("gzip: no stream size");
-    RangeStream data(read_stream_, data_offset_, size - std::min(size, data_offset_));
+    RangeStream data(&packed_, data_offset_, size - std::min(size, data_offset_));
     *written = max_bytes == 0 ? UINT32_MAX : max_bytes;
     decoder_.Reset();
-    return decoder_.Decode(data, *out, written);
+    const bool ok = decoder_.Decode(data, *out, written);
+    if (ok && decoder_.finished()) NoteUnseenAfter(data_offset_ + decoder_.InputEnd() + kTrailerBytes);
+    return ok;
   }
 
  private:

@@ -49,7 +49,7 @@ class TarHandler final : public ArchiveHandler {
     tar_stream_ = read_stream_;
     inflated_.reset();
     if (place.in_gzip) {
-      inflated_.reset(new (std::nothrow) Inflated(read_stream_, place.packed_at, place.packed_size));
+      inflated_.reset(new (std::nothrow) Inflated(&packed_, place.packed_at, place.packed_size));
       if (inflated_ == nullptr) return Refuse("tar: no memory for the inflater");
       tar_stream_ = &inflated_->stream;
     }
@@ -65,6 +65,7 @@ class TarHandler final : public ArchiveHandler {
       if (!ReadBlock(&block)) return Refuse("tar: no header block");
       if (header_offset_ != 0 && IsZero(block)) {
         header_ = {0, kOldFile};
+        if (inflated_ == nullptr) NoteUnseenAfter(header_offset_);
         return true;
       }
       if (!ParseHeader(block, &header_)) return false;
@@ -96,7 +97,8 @@ class TarHandler final : public ArchiveHandler {
 
  private:
   struct Inflated {
-    Inflated(Stream* parent, uint32_t start, uint32_t length) : stream(decoder, parent, start, length) {}
+    Inflated(DecoderInput* parent, uint32_t start, uint32_t length)
+        : stream(decoder, parent, start, length) {}
     DeflateDecoder decoder;
     DecodingStream stream;
   };

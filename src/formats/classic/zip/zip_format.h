@@ -16,6 +16,7 @@ inline constexpr Signature kLocalSignature = {'P', 'K', 3, 4};
 inline constexpr uint32_t kEndBytes = 22;  // without the archive comment
 inline constexpr uint32_t kEndDirectorySize = 12;
 inline constexpr uint32_t kEndDirectoryOffset = 16;
+inline constexpr uint32_t kEndCommentLength = 20;
 // How far in front of the end of the file the end record may begin.
 inline constexpr uint32_t kEndSearchBytes = 66000;
 

@@ -62,6 +62,8 @@ class ZipHandler final : public ArchiveHandler {
         return Refuse("zip: the directory has no end");
       if (signature == kEndSignature) {
         name[0] = '\0';  // a member that was skipped left its name
+        NoteUnseenBefore(first_local_);
+        NoteUnseenAfter(directory_position_ + kEndBytes + record.U16(kEndCommentLength));
         return true;
       }
       if (signature != kDirectorySignature) return Refuse("zip: not a directory record");
@@ -77,10 +79,12 @@ class ZipHandler final : public ArchiveHandler {
     Decoder* const decoder = decoders_.Prepare(method_kind_, flags_);
     if (decoder == nullptr) return Refuse("zip: no decoder");
     if (method_kind_ == kStored && !CutStoredSizes()) return false;
-    RangeStream data(read_stream_, header_offset_, compressed_size_);
+    RangeStream data(&packed_, header_offset_, compressed_size_);
     const uint32_t size = uncompressed_size_ == 0 ? kUnknownSize : uncompressed_size_;
     *written = max_bytes == 0 ? size : std::min(max_bytes, size);
-    return decoder->Decode(data, *out, written);
+    const bool ok = decoder->Decode(data, *out, written);
+    packed_.ChargeTables(decoder->TakeTablesBuilt());
+    return ok;
   }
 
   [[nodiscard]] bool GetMemberSize(uint32_t* value, uint32_t* io_size) override {
@@ -102,6 +106,7 @@ class ZipHandler final : public ArchiveHandler {
     uncompressed_size_ = LoadLe32(fixed.data() + kRecordUncompressedSize);
     header_offset_ = LoadLe32(fixed.data() + kRecordLocalOffset);
     if (!CheckedAdd(&header_offset_, prefix_length_)) return Refuse("zip: local offset out of range");
+    first_local_ = std::min(first_local_, header_offset_);
     const uint32_t name_length = LoadLe16(fixed.data() + kRecordNameLength);
     if (!ReadName(record, kRecordBytes, name_length, name)) return Refuse("zip: name is cut");
     if (!ReadLocalName(name)) return false;
@@ -179,10 +184,11 @@ class ZipHandler final : public ArchiveHandler {
     return true;
   }
 
-  uint32_t directory_position_ = 0;  // of the next record
-  uint32_t prefix_length_ = 0;       // added to every stored local offset
-  uint16_t flags_ = 0;               // of the current member, from the directory
-  uint32_t header_offset_ = 0;       // of its local header; once extracted, of its data
+  uint32_t directory_position_ = 0;    // of the next record
+  uint32_t first_local_ = UINT32_MAX;  // the lowest local header of all records so far
+  uint32_t prefix_length_ = 0;         // added to every stored local offset
+  uint16_t flags_ = 0;                 // of the current member, from the directory
+  uint32_t header_offset_ = 0;         // of its local header; once extracted, of its data
   uint32_t compressed_size_ = 0;
   uint32_t uncompressed_size_ = 0;
   uint32_t method_kind_ = kStored;

@@ -7,8 +7,7 @@
 //
 // Bounds: a script header has 32 MiB at the most, in memory that grows with what comes out. A block of compressed or
 // stored data must end inside the file. Solid data are decoded forward; a block further back makes them begin anew.
-// What is decoded only to come to a block is paid out of an allowance: 256 MiB and 64 bytes for each byte of the data,
-// so that a script which jumps back and forth costs no more than a bounded number of passes.
+// The allowance of the container's input bounds how often.
 #include "formats/installers/nsis/nsis_data.h"
 
 #include <algorithm>
@@ -23,14 +22,12 @@
 namespace brix::nsis {
 
 namespace {
-constexpr uint64_t kAllowance = 256u << 20;
-constexpr uint64_t kAllowanceForByte = 64;
 constexpr uint8_t kLzmaPropertiesMost = 9 * 5 * 5 - 1;
 constexpr uint8_t kBzip2Block = 0x31;
 constexpr uint32_t kMostBzip2Row = 900'000;
 }  // namespace
 
-bool InstallerData::Open(Stream* in, uint32_t first_header) {
+bool InstallerData::Open(DecoderInput* in, uint32_t first_header) {
   in_ = in;
   FieldReader header(*in, first_header);
   script_length_ = header.U32(kHeaderLength);
@@ -40,7 +37,6 @@ bool InstallerData::Open(Stream* in, uint32_t first_header) {
   }
   data_.length = end_ - data_.at;
   if (script_length_ == 0 || script_length_ > kLongestHeader) return Refuse("nsis: script header length");
-  allowance_ = kAllowance + kAllowanceForByte * data_.length;
   // LZMA first: its solid data may begin like a block, but no block like them.
   return OpenSolid(Method::kLzma) || OpenSolid(Method::kFilteredLzma) || OpenBlocks() ||
          OpenSolid(Method::kBzip2) || OpenSolid(Method::kDeflate) ||
@@ -155,27 +151,22 @@ bool InstallerData::ExtractBlock(uint32_t offset, Stream& out, uint32_t* limit, 
   if (decoder == nullptr) return Refuse("nsis: block without its properties");
   RangeStream data(in_, packed.at, packed.length);
   *limit = wanted;
-  return decoder->Decode(data, out, limit);
+  const bool ok = decoder->Decode(data, out, limit);
+  in_->ChargeTables(decoder->TakeTablesBuilt());
+  return ok;
 }
 
 bool InstallerData::ExtractSolid(uint32_t offset, Stream& out, uint32_t* limit, uint32_t* next) {
   const uint32_t wanted = *limit;
   *limit = 0;
   uint32_t at = blocks_;
-  if (!CheckedAdd(&at, offset) || !PayFor(at)) return Refuse("nsis: block out of range");
+  if (!CheckedAdd(&at, offset)) return Refuse("nsis: block out of range");
   FieldReader fields(*solid_, at);
   const uint32_t length = fields.U32(0) & kBlockLengthMask;
   if (!fields.ok() || !CheckedAdd(&at, kBlockLengthBytes)) return Refuse("nsis: block cut");
   if (next != nullptr) *next = offset + kBlockLengthBytes + length;  // wraps
   *limit = std::min(wanted, length);
   return solid_->CopyTo(out, at, limit);
-}
-
-bool InstallerData::PayFor(uint32_t offset) {
-  const uint64_t cost = solid_->CostOf(offset);
-  if (cost > allowance_) return Refuse("nsis: too much decoded in vain");
-  allowance_ -= cost;
-  return true;
 }
 
 }  // namespace brix::nsis

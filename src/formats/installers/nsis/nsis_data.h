@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 
+#include "core/decoder_input.h"
 #include "core/memory_stream.h"
 #include "decoders/bzip2/bzip2_decoder.h"
 #include "decoders/copy/copy_decoder.h"
@@ -20,7 +21,7 @@ class InstallerData {
  public:
   // Takes the first header at `first_header` and decodes the script header, which is there until the next call. False:
   // it cannot be read in any of the known ways.
-  [[nodiscard]] bool Open(Stream* in, uint32_t first_header);
+  [[nodiscard]] bool Open(DecoderInput* in, uint32_t first_header);
   [[nodiscard]] std::span<const uint8_t> script() const { return script_.bytes(); }
 
   // Decodes up to `*limit` bytes of the block at `offset` behind the script into `out` from its offset 0; `*limit`
@@ -51,10 +52,8 @@ class InstallerData {
 
   [[nodiscard]] bool ExtractBlock(uint32_t offset, Stream& out, uint32_t* limit, uint32_t* next);
   [[nodiscard]] bool ExtractSolid(uint32_t offset, Stream& out, uint32_t* limit, uint32_t* next);
-  // Pays for what is decoded in vain to come to a place in the solid data.
-  [[nodiscard]] bool PayFor(uint32_t offset);
 
-  Stream* in_ = nullptr;
+  DecoderInput* in_ = nullptr;
   uint32_t end_ = 0;  // of the file
   Packed data_{};     // all behind the first header
   uint32_t script_length_ = 0;
@@ -69,7 +68,6 @@ class InstallerData {
   CopyDecoder copier_;
 
   std::optional<DecodingStream> solid_;
-  uint64_t allowance_ = 0;  // bytes that may still be decoded in vain
 };
 
 }  // namespace brix::nsis

@@ -48,7 +48,7 @@ class NsisHandler final : public ArchiveHandler {
 
   [[nodiscard]] bool OpenArchive(char* name) override {
     name[0] = '\0';
-    return LocateNsis(*read_stream_, &program_size_) && data_.Open(read_stream_, program_size_) &&
+    return LocateNsis(*read_stream_, &program_size_) && data_.Open(&packed_, program_size_) &&
            script_.Open(data_.script()) && NextMember(name);
   }
 

@@ -8,8 +8,8 @@
 // What cannot be decoded breaks its chain, and every later member of it fails at once: damage, encryption, another
 // version, a part of a volume. A member that merely could not be written, or whose filters we do not have, does not.
 //
-// Bounds: decoding to nowhere comes out of an allowance, 8 GiB for an archive and 2 MiB more for each extraction.
-// Blocks read again end where they ended before.
+// Bounds: decoding to nowhere comes out of the allowance of the container's input. Blocks read again end where they
+// ended before.
 #include "formats/installers/rar/rar_chain.h"
 
 #include "core/field_reader.h"
@@ -57,7 +57,6 @@ void Chain::Pass(const Block& block) {
 bool Chain::Extract(const Block& block, Stream& out, uint32_t* limit) {
   const uint32_t wanted = *limit;
   *limit = 0;
-  allowance_ += kExtractionAllowance;
   // A member of no bytes is decoded when a later one needs it.
   if (wanted == 0) return true;
   if (broken_) return Refuse("rar: a member in front of this one is damaged");
@@ -99,7 +98,10 @@ bool Chain::Begin(const Block& block) {
 
 bool Chain::FinishLast() {
   RangeStream data(in_, last_.file.data_at, last_.file.packed_size);
-  return decoder_.Finish(data, &allowance_);
+  const uint64_t before = in_->UnwantedLeft();
+  uint64_t left = before;
+  const bool finished = decoder_.Finish(data, &left);
+  return in_->ChargeUnwanted(before - left) && finished;
 }
 
 }  // namespace brix::rar

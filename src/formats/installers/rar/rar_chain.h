@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "core/stream.h"
+#include "core/decoder_input.h"
 #include "decoders/rar/rar_decoder.h"
 #include "formats/installers/rar/rar_format.h"
 
@@ -46,7 +46,7 @@ struct Block {
 // decoded: what the host passed over is decoded when a later member needs it, each member once at the most.
 class Chain {
  public:
-  void SetInput(Stream* in) { in_ = in; }
+  void SetInput(DecoderInput* in) { in_ = in; }
 
   // Told of every file's block, in order.
   void Pass(const Block& block);
@@ -59,14 +59,13 @@ class Chain {
   [[nodiscard]] bool Begin(const Block& block);
   [[nodiscard]] bool FinishLast();
 
-  Stream* in_ = nullptr;
+  DecoderInput* in_ = nullptr;
   RarDecoder decoder_;
   bool started_ = false;
   uint32_t start_ = 0;   // the block with which the current chain begins
   bool begun_ = false;   // the decoder stands in `last_`
   Block last_;           // decoded, perhaps not to its end
   bool broken_ = false;  // the current chain cannot be decoded any further
-  uint64_t allowance_ = kFirstAllowance;
 };
 
 }  // namespace brix::rar

@@ -49,8 +49,4 @@ inline constexpr uint32_t kMethodBest = '5';
 
 inline constexpr uint32_t kHintSolid = 3;  // what GetMemberHint makes of a solid member
 
-// What may be decoded only to reach a later member, in bytes: of one archive, and more with each extraction.
-inline constexpr uint64_t kFirstAllowance = uint64_t{8} << 30;
-inline constexpr uint64_t kExtractionAllowance = uint64_t{2} << 20;
-
 }  // namespace brix::rar

@@ -33,7 +33,8 @@ class RarHandler final : public ArchiveHandler {
   [[nodiscard]] bool OpenArchive(char* name) override {
     if (!LocateRar(*read_stream_, &next_at_)) return Refuse("rar: no signature");
     if (!read_stream_->GetSize(&file_size_)) return Refuse("rar: no file size");
-    chain_.SetInput(read_stream_);
+    NoteUnseenBefore(next_at_);
+    chain_.SetInput(&packed_);
     return NextMember(name);
   }
 
@@ -56,6 +57,7 @@ class RarHandler final : public ArchiveHandler {
           break;
         case kEnd:
           ended_ = true;
+          NoteUnseenAfter(next_at_);
           break;
         default:
           break;
@@ -86,6 +88,7 @@ class RarHandler final : public ArchiveHandler {
     const FileBlock& file = block_.file;
     chain_.Pass(block_);
     *shown = !file.split() && !file.directory();
+    if (file.split()) NoteUnseen(kUnseenContinued);
     if (!*shown) return true;
     const uint32_t name_at = (file.flags & kFileLarge) != 0 ? kFileLargeBytes : kFileBytes;
     const uint32_t count = std::min(file.name_size, kNameBufferSize - 1);

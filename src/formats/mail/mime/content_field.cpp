@@ -1,7 +1,7 @@
 // content_field.cpp - Content-Type, Content-Transfer-Encoding and Content-Disposition.
 //
-// A parameter is looked for at the places where one may begin: behind a semicolon that is not quoted, and at the start of
-// a continuation line. Its value ends at a semicolon or at the line's end; all its double quotes are dropped.
+// A parameter is looked for where one may begin: after a semicolon that is not quoted, and at the start of a
+// continuation line. Its value ends at a semicolon or at the line's end; all its double quotes are dropped.
 //
 // Bounds: one pass over the field for each parameter asked for; values are cut to their buffers.
 #include "formats/mail/mime/content_field.h"
@@ -16,7 +16,10 @@ using mail::BeginsWith;
 using mail::IsBlank;
 using mail::Text;
 
-constexpr size_t kNameAt = 8;  // behind "content-"
+constexpr size_t kNameAt = 8;  // after "content-"
+constexpr std::string_view kType = "type";
+constexpr std::string_view kEncoding = "transfer-encoding";
+constexpr std::string_view kDisposition = "disposition";
 
 Text SkipBlanks(Text text) {
   while (!text.empty() && IsBlank(text[0])) text = text.subspan(1);
@@ -36,8 +39,8 @@ void CopyValue(Text text, std::span<uint8_t>* out) {
   *out = out->first(size);
 }
 
-// The next parameter whose name begins so, in lower case, with nothing but `more` behind it; from `*from` on, which is
-// moved behind the place where it was found.
+// The next parameter that is called `name`, in lower case, with any characters of `more` after it; from `*from` on,
+// which is moved past the place where it was found.
 bool FindParameter(Text field, std::string_view name, std::string_view more, size_t* from,
                    std::span<uint8_t>* out) {
   bool quoted = false;
@@ -48,12 +51,11 @@ bool FindParameter(Text field, std::string_view name, std::string_view more, siz
     if (c != '\n' && (c != ';' || quoted)) continue;
     const Text here = SkipBlanks(field.subspan(at + 1));
     if (!BeginsWith(here, name)) continue;
-    Text behind = here.subspan(name.size());
-    while (!behind.empty() && more.find(static_cast<char>(behind[0])) != more.npos)
-      behind = behind.subspan(1);
-    behind = SkipBlanks(behind);
-    if (behind.empty() || behind[0] != '=') continue;
-    CopyValue(behind.subspan(1), out);
+    Text rest = here.subspan(name.size());
+    while (!rest.empty() && more.find(static_cast<char>(rest[0])) != more.npos) rest = rest.subspan(1);
+    rest = SkipBlanks(rest);
+    if (rest.empty() || rest[0] != '=') continue;
+    CopyValue(rest.subspan(1), out);
     ++at;
     return true;
   }
@@ -121,24 +123,32 @@ void InterpretContentField(Text field, MemberState* member) {
   // The value of the field of that name.
   const auto value_of = [&](std::string_view name, Text* value) {
     if (!BeginsWith(rest, name)) return false;
-    *value = SkipBlanks(rest.subspan(name.size()));
-    if (value->empty() || (*value)[0] != ':') {
-      return rest.size() > name.size() && IsBlank(rest[name.size()]);  // without a colon
+    *value = rest.subspan(name.size());
+    const auto is_space = [](uint8_t c) { return IsBlank(c) || c == '\n'; };
+    const auto solid = std::find_if_not(value->begin(), value->end(), is_space);
+    if (solid == value->end() || *solid != ':') {  // without a colon
+      const bool is_blank = !value->empty() && IsBlank((*value)[0]);
+      *value = SkipBlanks(*value);
+      return is_blank;
     }
-    while (!value->empty() && (IsBlank((*value)[0]) || (*value)[0] == ':' || (*value)[0] == '\n')) {
-      *value = value->subspan(1);
-    }
+    const auto at = std::find_if_not(solid, value->end(), [&](uint8_t c) { return is_space(c) || c == ':'; });
+    *value = Text(at, value->end());
     return true;
   };
   Text value;
-  if (value_of("type", &value)) {
+  if (value_of(kType, &value)) {
     InterpretType(rest, value, member);
-  } else if (value_of("transfer-encoding", &value)) {
+  } else if (value_of(kEncoding, &value)) {
     InterpretEncoding(value, member);
-  } else if (value_of("disposition", &value)) {
+  } else if (value_of(kDisposition, &value)) {
     if (BeginsWith(value, "attachment")) member->is_attachment = true;
     FindName(rest, "filename", member);
   }
+}
+
+bool FieldIsInterpreted(Text field) {
+  const Text rest = field.subspan(std::min(kNameAt, field.size()));
+  return BeginsWith(rest, kType) || BeginsWith(rest, kEncoding) || BeginsWith(rest, kDisposition);
 }
 
 bool TakeBoundary(Text field, size_t* at, std::span<uint8_t>* boundary) {
@@ -174,8 +184,8 @@ bool InterpretBeginLine(Text line, MemberState* member) {
   return true;
 }
 
-Text SniffBoundary(Text line) {
-  if (line.size() >= kSniffedLine) return {};
+Text GuessBoundary(Text line) {
+  if (line.size() > kMaxGuessedLine) return {};
   Text text = line.subspan(2);
   const auto space = std::find_if(text.begin(), text.end(), [](uint8_t c) { return c >= '\t' && c <= '\r'; });
   if (!std::all_of(space, text.end(), [](uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }))

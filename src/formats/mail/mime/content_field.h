@@ -9,7 +9,10 @@ namespace brix::mime {
 // Interprets a field that begins with "content-"; its lines are joined by LF and hold no comments.
 void InterpretContentField(mail::Text field, MemberState* member);
 
-// The boundary strings that such a field names: the next one from `*at` on, which is moved behind it. False: no more.
+// Whether InterpretContentField makes anything of a field of that name.
+[[nodiscard]] bool FieldIsInterpreted(mail::Text field);
+
+// The boundary strings that such a field names: the next one from `*at` on, which is moved past it. False: no more.
 // `boundary`: in: room for one; out: cut to it.
 [[nodiscard]] bool TakeBoundary(mail::Text field, size_t* at, std::span<uint8_t>* boundary);
 
@@ -17,6 +20,6 @@ void InterpretContentField(mail::Text field, MemberState* member);
 [[nodiscard]] bool InterpretBeginLine(mail::Text line, MemberState* member);
 
 // The string that a line of a header block, which begins with two dashes, announces as a boundary; empty: none.
-[[nodiscard]] mail::Text SniffBoundary(mail::Text line);
+[[nodiscard]] mail::Text GuessBoundary(mail::Text line);
 
 }  // namespace brix::mime

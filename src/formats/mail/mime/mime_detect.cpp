@@ -1,26 +1,26 @@
 // mime_detect.cpp - decides whether a text is mail: a message, a mailbox, or bare uuencoded or BinHex text.
 //
-// The examined text is the first kilobyte or, with kDetectMailHint, the header block. It is mail when one of
-// its lines (ended by CR, LF or CRLF) begins
+// The examined text is the first kilobyte or, with kDetectMailHint, the header block: all lines up to the first empty
+// one, after any that are blank at the start. It is mail when one of its lines begins
 //   - with a header field or note that only mail has (kKeywords), or
-//   - with "begin", a mode in octal, and the next line that is not blank is a uuencoded one; of a line
-//     that the text cuts, what is there must fit, or
-//   - with "begin" and a mode when no such line can be seen, but the lines that look like addresses outnumber
-//     the plain ones.
-// Addresses alone never make mail: lists of subscribers and tables with an address column look the same. Nor
-// does anything that begins "#!/", a script.
+//   - with "begin", a mode in octal, and the next line that is not blank is a uuencoded one; of a line that the text
+//     cuts, what is there must fit, or
+//   - with "begin" and a mode when no such line can be seen, but the lines that look like addresses outnumber the
+//     plain ones.
+// Without a blank after their colons, fields that other texts begin lines with too ("to:", "date:") make mail only
+// when two different ones are there. Addresses alone never do: lists of subscribers and tables with an address column
+// look the same. Nor does anything that begins "#!/", a script.
 //
-// Bounds: 64 KiB of a longer header block are examined; the search for its end goes on through the file in
-// pieces, but only when those were mail. Cost: one pass over the text, comparing at line starts only.
+// Bounds: a header block is read once, however long, as lines of at most 256 KiB. One pass, comparing at line starts
+// only; addresses are counted in another one over the kilobyte, or along the way in a header block.
 #include "formats/mail/mime/mime_detect.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <string_view>
 
-#include "core/field_reader.h"
-#include "core/memory_block.h"
 #include "core/refuse.h"
 #include "decoders/mail/mail_decoders.h"
 
@@ -32,22 +32,28 @@ using mail::IsBlank;
 using mail::Lower;
 using mail::Text;
 
-constexpr uint32_t kExamined = 1024;          // bytes
-constexpr uint32_t kMaxHeaderText = 1 << 16;  // bytes of a longer header block
-constexpr uint32_t kEndOverlap = 4;           // at least the longest end of a header block less one
+constexpr uint32_t kExamined = 1024;  // bytes
 
 struct Keyword {
   std::string_view text;  // in lower case when case does not matter
   bool exact_case;
+  bool is_rare = false;  // a field that makes mail without a blank after its colon, too
 };
 constexpr std::array kKeywords = {
-    Keyword{"From ", true},          Keyword{"Received: ", true},   Keyword{"Message-ID: ", true},
-    Keyword{"MIME-Version: ", true}, Keyword{"<?#?#?#?#>", true},   Keyword{"content-type: ", false},
-    Keyword{"from: ", false},        Keyword{"to: ", false},        Keyword{"subject: ", false},
-    Keyword{"date: ", false},        Keyword{"(this file ", false},
+    Keyword{"From ", true},
+    Keyword{"Received:", true, true},
+    Keyword{"Message-ID:", true, true},
+    Keyword{"MIME-Version:", true, true},
+    Keyword{"<?#?#?#?#>", true},
+    Keyword{"content-type:", false, true},
+    Keyword{"from:", false},
+    Keyword{"to:", false},
+    Keyword{"subject:", false},
+    Keyword{"date:", false},
+    Keyword{"(this file ", false},
 };
 
-// The bytes that a keyword may begin with: most lines are told by this alone.
+// The bytes that a keyword may begin with: most lines are passed over by this alone.
 constexpr auto kMayBeginKeyword = [] {
   std::array<bool, 256> may{};
   for (const Keyword& k : kKeywords) {
@@ -68,13 +74,13 @@ constexpr auto kScores = [] {
   return scores;
 }();
 
-// Hands out a text line by line. Each kind of line end is looked for once, however the two are mixed.
+// Hands out a text line by line. CR and LF are each looked for once, however they are mixed.
 class Lines {
  public:
   explicit Lines(Text text)
       : at_(text.data()), end_(at_ + text.size()), next_cr_(Find('\r')), next_lf_(Find('\n')) {}
 
-  // The next line without its end; false behind the last one.
+  // The next line without its end; false after the last one.
   bool Take(Text* line) {
     if (at_ == end_) return false;
     if (next_cr_ < at_) next_cr_ = Find('\r');
@@ -82,13 +88,14 @@ class Lines {
     const uint8_t* stop = std::min(next_cr_, next_lf_);
     *line = Text(at_, stop);
     last_is_cut_ = stop == end_;
-    const bool two = next_lf_ != end_ && stop == next_cr_ && next_lf_ == stop + 1;
-    at_ = last_is_cut_ ? end_ : stop + (two ? 2 : 1);
+    at_ = last_is_cut_ ? end_ : stop + mail::LineEndSize(Text(stop, end_));
     return true;
   }
 
   // Whether the text ended before the line taken last did.
   [[nodiscard]] bool last_is_cut() const { return last_is_cut_; }
+  // The bytes after it.
+  [[nodiscard]] size_t left() const { return static_cast<size_t>(end_ - at_); }
 
  private:
   [[nodiscard]] const uint8_t* Find(uint8_t c) const {
@@ -111,12 +118,6 @@ bool BeginsWith(Text line, const Keyword& keyword) {
   });
 }
 
-bool BeginsWithKeyword(Text line) {
-  return !line.empty() && kMayBeginKeyword[line[0]] &&
-         std::any_of(kKeywords.begin(), kKeywords.end(),
-                     [&](const Keyword& keyword) { return BeginsWith(line, keyword); });
-}
-
 // "begin", blanks, a mode in octal, and nothing else in that word.
 bool IsUuencodeBegin(Text line) {
   constexpr Keyword kBegin = {"begin", true};
@@ -127,86 +128,114 @@ bool IsUuencodeBegin(Text line) {
   return mode != word_end && mode_end != mode && (mode_end == line.end() || IsBlank(*mode_end));
 }
 
-uint32_t UuencodedCount(uint8_t first) { return (first - uint32_t{' '}) & 63; }
-
-// Whether uuencoded data follow a begin line. A line that the text cuts need only be a part of one.
-bool UuencodedDataFollow(Lines rest) {
-  Text line;
-  while (rest.Take(&line)) {
-    if (std::all_of(line.begin(), line.end(), [](uint8_t c) { return c == '\t'; })) continue;
-    if (!std::all_of(line.begin(), line.end(), [](uint8_t c) { return c >= ' ' && c <= '`'; })) return false;
-    const uint32_t count = UuencodedCount(line[0]);
-    return rest.last_is_cut() ? count != 0 && line.size() <= 4 * count / 3 + 5 : mail::IsUuencodedData(line);
+// What the lines of a text say, one after the other.
+class LineTest {
+ public:
+  // Whether the text is mail by this line and those before. Of one that the text cuts less is asked.
+  bool Take(Text line, bool is_cut) {
+    if (awaits_data_ && !mail::IsBlankLine(line)) {
+      awaits_data_ = false;
+      if (IsData(line, is_cut)) return true;
+    }
+    if (line.empty()) return false;
+    if (line[0] == 'b' && IsUuencodeBegin(line)) awaits_data_ = has_begin_ = true;
+    return kMayBeginKeyword[line[0]] && IsKeyword(line);
   }
-  return false;
-}
 
-bool AddressesOutnumberPlainLines(Text text) {
-  uint32_t addresses = 0;
-  uint32_t plain = 0;
-  Lines lines(text);
-  Text line;
-  while (lines.Take(&line)) {
-    if (line.empty() || IsUuencodeBegin(line)) continue;
+  // Whether a line opened a block of which nothing else was seen.
+  [[nodiscard]] bool has_begin() const { return has_begin_; }
+
+ private:
+  static bool IsData(Text line, bool is_cut) {
+    if (!is_cut) return mail::IsUuencodedData(line) && HasUuencodedOnly(line);
+    const uint32_t count = (line[0] - uint32_t{' '}) & 63;
+    return count != 0 && line.size() <= 4 * count / 3 + 5 && HasUuencodedOnly(line);
+  }
+  static bool HasUuencodedOnly(Text line) {
+    return std::all_of(line.begin(), line.end(), [](uint8_t c) { return c >= ' ' && c <= '`'; });
+  }
+
+  bool IsKeyword(Text line) {
+    for (uint32_t i = 0; i < kKeywords.size(); ++i) {
+      const Keyword& keyword = kKeywords[i];
+      if (!BeginsWith(line, keyword)) continue;
+      const Text rest = line.subspan(keyword.text.size());
+      if (keyword.text.back() != ':' || (!rest.empty() && (rest[0] == ' ' || keyword.is_rare))) return true;
+      fields_ |= 1u << i;
+      return std::popcount(fields_) > 1;
+    }
+    return false;
+  }
+
+  uint32_t fields_ = 0;  // keywords met without a blank
+  bool awaits_data_ = false;
+  bool has_begin_ = false;
+};
+
+// Lines that look like addresses, against the others.
+class AddressCount {
+ public:
+  void Take(Text line) {
+    if (line.empty() || IsUuencodeBegin(line)) return;
     int32_t score = 0;
     for (const uint8_t c : line) score += kScores[c];
-    ++(score > 0 ? addresses : plain);
+    ++(score > 0 ? addresses_ : plain_);
   }
-  return addresses > plain;
-}
+  [[nodiscard]] bool Outnumber() const { return addresses_ > plain_; }
+
+ private:
+  uint32_t addresses_ = 0;
+  uint32_t plain_ = 0;
+};
 
 bool LooksLikeMail(Text text) {
-  constexpr Keyword kScript = {"#!/", true};
-  if (BeginsWith(text, kScript)) return Refuse("mime: a script");
-  bool lone_begin = false;
-  Lines lines(text);
+  LineTest test;
   Text line;
-  while (lines.Take(&line)) {
-    if (BeginsWithKeyword(line)) return true;
-    if (line.empty() || line[0] != 'b' || !IsUuencodeBegin(line)) continue;
-    if (UuencodedDataFollow(lines)) return true;
-    lone_begin = true;
+  for (Lines lines(text); lines.Take(&line);) {
+    if (test.Take(line, lines.last_is_cut())) return true;
   }
-  return lone_begin && AddressesOutnumberPlainLines(text);
+  if (!test.has_begin()) return false;
+  AddressCount count;
+  for (Lines lines(text); lines.Take(&line);) count.Take(line);
+  return count.Outnumber();
 }
 
-// The size of the header block with its end: a line end and an empty line, however written. 0: no end in
-// sight.
-size_t HeaderBlockSize(Text text) {
-  constexpr std::array<std::string_view, 4> kEnds = {"\n\r\n", "\n\n", "\r\n\r", "\r\r"};
-  const std::string_view all(reinterpret_cast<const char*>(text.data()), text.size());
-  Lines lines(text);
-  Text line;
-  while (lines.Take(&line)) {
-    const auto line_end = static_cast<size_t>(line.data() - text.data()) + line.size();
-    // CRLF: an end may start at either of the two.
-    const size_t last = all.substr(line_end).starts_with("\r\n") ? line_end + 1 : line_end;
-    for (size_t at = line_end; at <= last; ++at) {
-      for (const std::string_view end : kEnds) {
-        if (all.substr(at).starts_with(end)) return at + end.size();
-      }
-    }
+// A header block, line by line.
+class HeaderTest {
+ public:
+  // False: the line ends the block, and IsMail() tells what it is.
+  bool Take(Text line) {
+    if (line.empty()) return !has_begun_;  // blank lines before the first field are no end
+    has_begun_ |= !std::all_of(line.begin(), line.end(), IsBlank);
+    is_mail_ = is_mail_ || test_.Take(line, false);
+    if (!is_mail_) count_.Take(line);
+    return true;
   }
-  return 0;
-}
+  [[nodiscard]] bool IsMail() const { return is_mail_ || (test_.has_begin() && count_.Outnumber()); }
 
-// A header block that does not end in the first kilobyte.
-bool LongHeaderIsMail(Stream& in) {
-  MemoryBlock buffer;
-  if (!buffer.TryResize(kMaxHeaderText)) return false;
-  bool examined = false;
-  for (uint32_t at = 0;;) {
-    uint32_t got = 0;
-    if (!in.ReadAt(at, buffer.data(), kMaxHeaderText, &got)) return false;
-    const Text text(buffer.data(), got);
-    const size_t block_size = HeaderBlockSize(text);
-    if (!examined && !LooksLikeMail(block_size == 0 ? text : text.first(block_size))) return false;
-    if (block_size != 0) return true;
-    examined = true;
-    if (got < kMaxHeaderText || !CheckedAdd(&at, kMaxHeaderText - kEndOverlap)) {
-      return Refuse("mime: no end of the header");
-    }
+ private:
+  LineTest test_;
+  AddressCount count_;
+  bool has_begun_ = false;
+  bool is_mail_ = false;
+};
+
+// `start`: the first kilobyte of the input, or all of it.
+bool HeaderIsMail(Stream& in, Text start) {
+  const bool is_all = start.size() < kExamined;
+  HeaderTest test;
+  Text text;
+  for (Lines lines(start); lines.Take(&text) && (is_all || lines.left() >= mail::kMaxLineEnd);) {
+    if (!test.Take(text)) return test.IsMail();
   }
+  if (is_all) return Refuse("mime: no end of the header");
+  mail::LineReader reader;
+  reader.Open(&in);
+  test = HeaderTest();
+  for (mail::Line line; reader.TakeLine(&line);) {  // ends with the input
+    if (!test.Take(line.text)) return test.IsMail();
+  }
+  return Refuse("mime: no end of the header");
 }
 
 }  // namespace
@@ -216,10 +245,9 @@ bool DetectMime(Stream& in, uint32_t detect_flags, const FormatTable&) {
   uint32_t got = 0;
   if (!in.ReadAt(0, bytes.data(), bytes.size(), &got) || got == 0) return Refuse("mime: no data");
   const Text text = Text(bytes).first(got);
-  if ((detect_flags & kDetectMailHint) == 0) return LooksLikeMail(text);
-  const size_t block_size = HeaderBlockSize(text);
-  if (block_size != 0) return LooksLikeMail(text.first(block_size));
-  return got == kExamined && LongHeaderIsMail(in);
+  constexpr Keyword kScript = {"#!/", true};
+  if (BeginsWith(text, kScript)) return Refuse("mime: a script");
+  return (detect_flags & kDetectMailHint) == 0 ? LooksLikeMail(text) : HeaderIsMail(in, text);
 }
 
 }  // namespace brix::mime

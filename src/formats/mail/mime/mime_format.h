@@ -29,11 +29,11 @@ enum class TransferEncoding : uint32_t {
   kBinHex
 };
 
-inline constexpr uint32_t kMaxHeaderLines = 100;   // examined behind the first "content-" field of a block
+inline constexpr uint32_t kMaxHeaderLines = 100;   // examined after the first "content-" field of a block
 inline constexpr uint32_t kMaxField = 256 * 1024;  // bytes of a field with its continuation lines
 inline constexpr uint32_t kMaxHeaderRecord = 64 * 1024;  // bytes of header lines kept for queries
-inline constexpr uint32_t kSniffedLine = 73;   // a line of that many characters is never a boundary learned
-inline constexpr uint32_t kMaxFieldName = 31;  // bytes of a field's name in a query
+inline constexpr uint32_t kMaxGuessedLine = 72;          // characters of a line that is taken for a boundary
+inline constexpr uint32_t kMaxFieldName = 31;            // bytes of a field's name in a query
 
 // The state words of the current member, and its name.
 struct MemberState {

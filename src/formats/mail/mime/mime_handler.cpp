@@ -46,8 +46,11 @@ class MimeHandler final : public ArchiveHandler {
     if (!is_open_) Rewind();
     if (search_.at_end()) return true;
     if (!search_.Next()) return Refuse("mime: the search failed");
-    if (search_.at_end()) return true;
-    has_member_ = true;
+    if (search_.at_end()) {
+      if (!has_shown_) NoteUnseen(kUnseenNothing);
+      return true;
+    }
+    has_member_ = has_shown_ = true;
     CopyName(search_.member().Name(), name);
     return true;
   }
@@ -83,7 +86,7 @@ class MimeHandler final : public ArchiveHandler {
     return Answer(SkipWhiteSpace(field.subspan(std::min(colon + 1, field.size()))), text, io_size);
   }
 
-  // A header field's value; "decoded-" in front of the name: its encoded words decoded; then "charset-" too: the
+  // A header field's value. "decoded-" before the name: with its encoded words decoded; "charset-" after that: the
   // character set of the first of them.
   [[nodiscard]] bool GetMemberProperty(const char* name, char* text, uint32_t* io_size) override {
     std::string_view asked(name);
@@ -129,7 +132,7 @@ class MimeHandler final : public ArchiveHandler {
   }
 
   void Rewind() {
-    has_member_ = false;
+    has_member_ = has_shown_ = false;
     is_open_ = true;
     search_.Open(read_stream_, formats_);
   }
@@ -138,6 +141,7 @@ class MimeHandler final : public ArchiveHandler {
   MemberSearch search_;
   bool is_open_ = false;
   bool has_member_ = false;
+  bool has_shown_ = false;  // since the start
 };
 
 }  // namespace

@@ -17,9 +17,8 @@
 // sums.
 //
 // Cost: 39 KiB and the decoder; another 1 MiB once a member stood before the one read last (passed_blocks.h). One
-// call makes at most one pass over the folder, whatever the member's offset; that much is the price of a member when
-// a hostile file lists them in an order that jumps back by more than that. No member costs more, and the host comes
-// back between any two of them.
+// call makes at most one pass over the folder, whatever the member's offset. A hostile file may list members in an
+// order that costs a pass for each; the allowance of the container's input ends that.
 #include "formats/microsoft/cabinet/cabinet_folder.h"
 
 #include <algorithm>
@@ -34,6 +33,7 @@ bool CabinetFolder::Read(uint32_t offset, uint32_t* length, Stream& out) {
   const uint32_t wanted = *length;
   *length = 0;
   const bool before = decoding_ && offset < block_start_ && passed_.Find(offset).empty();
+  if (before && !in_->ChargeUnwanted(block_start_)) return false;
   if ((!decoding_ || before) && !Restart()) return false;
   // Ends by the block count.
   for (;;) {
@@ -129,7 +129,9 @@ bool CabinetFolder::Decode() {
   if (sizes_ok && CheckedAdd(&data_at, kBlockBytes + reserve_) && ReadPacked(data_at, &packed)) {
     // Kept: this very expression chooses which byte of a pair begins a word.
     const bool even_words = ((~entry_.first_block ^ data_at) & 1) != 0;
-    if (decoders_.Decode(packed, !even_words, plain_size_, &plain_)) return true;
+    const bool ok = decoders_.Decode(packed, !even_words, plain_size_, &plain_);
+    in_->ChargeTables(decoders_.TakeTablesBuilt());
+    if (ok) return true;
   }
   passed_.Clear();  // a later read that goes back shall meet the damage again
   lost_ = !decoders_.PassOver(static_cast<uint32_t>(plain_.size()), plain_size_);

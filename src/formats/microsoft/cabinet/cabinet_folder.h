@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "core/decoder_input.h"
 #include "core/memory_block.h"
 #include "core/stream.h"
 #include "formats/microsoft/cabinet/cabinet_format.h"
@@ -25,7 +26,7 @@ struct FolderEntry {
 class CabinetFolder {
  public:
   // block_reserve  bytes between a block's header and its data.
-  void SetInput(Stream* in, uint32_t block_reserve) {
+  void SetInput(DecoderInput* in, uint32_t block_reserve) {
     in_ = in;
     reserve_ = block_reserve;
   }
@@ -53,7 +54,7 @@ class CabinetFolder {
   [[nodiscard]] bool Decode();
   [[nodiscard]] bool ReadPacked(uint32_t data_at, std::span<uint8_t>* packed);
 
-  Stream* in_ = nullptr;
+  DecoderInput* in_ = nullptr;
   uint32_t reserve_ = 0;
   FolderEntry entry_;
   bool decoding_ = false;     // the fields below describe a block; else the next read begins at the first

@@ -30,6 +30,11 @@ inline constexpr uint32_t kReserveInFolderAt = 38;
 inline constexpr uint32_t kReserveInBlockAt = 39;
 inline constexpr uint32_t kReserveBytes = 4;
 
+// A signed cabinet's area in the header tells where the signature is: after the cabinet.
+inline constexpr uint32_t kSignatureReserve = 20;  // bytes of the area
+inline constexpr uint32_t kSignatureAt = 44;
+inline constexpr uint32_t kSignatureBytesAt = 48;
+
 inline constexpr uint32_t kTextBytes = 255;  // of a cabinet's or disk's name, terminator included
 
 // A folder entry.

@@ -46,6 +46,8 @@ class CabinetHandler final : public ArchiveHandler {
   [[nodiscard]] bool OpenArchive(char* name) override {
     if (!LocateCabinet(*read_stream_, &header_at_)) return false;
     FieldReader header(*read_stream_, header_at_);
+    cabinet_end_ = header_at_ + header.U32(kCabinetSizeAt);  // at most 1 GiB and 1 KiB
+    NoteUnseenBefore(header_at_);
     next_file_at_ = header.U32(kFirstFileAt);
     folder_count_ = header.U16(kFolderCountAt);
     file_count_ = header.U16(kFileCountAt);
@@ -63,6 +65,7 @@ class CabinetHandler final : public ArchiveHandler {
     while (!shown) {  // ends by the count of files
       if (files_read_ >= file_count_) {
         name[0] = '\0';  // a file that was not shown left its name
+        NoteUnseenAfter(cabinet_end_);
         return true;
       }
       if (!ReadEntry(name, &shown)) return false;
@@ -102,13 +105,16 @@ class CabinetHandler final : public ArchiveHandler {
       block_reserve = header.U8(kReserveInBlockAt);
       if (!header.ok()) return Refuse("cabinet: reserve sizes are cut");
       folders_at_ += kReserveBytes + header_reserve;
+      const bool is_signed = header_reserve == kSignatureReserve &&
+                             header_at_ + header.U32(kSignatureAt) == cabinet_end_;  // wraps
+      if (is_signed && !CheckedAdd(&cabinet_end_, header.U32(kSignatureBytesAt))) cabinet_end_ = UINT32_MAX;
     }
     for (const uint32_t neighbour : {kFlagPrevious, kFlagNext}) {
       if ((flags & neighbour) == 0) continue;
       if (!SkipText(*read_stream_, &folders_at_) || !SkipText(*read_stream_, &folders_at_)) return false;
     }
     folder_step_ = kFolderBytes + folder_reserve;
-    folder_.SetInput(read_stream_, block_reserve);
+    folder_.SetInput(&packed_, block_reserve);
     FolderEntry last;
     return ReadFolderEntry(folder_count_ - 1, &last) || Refuse("cabinet: folder entries are cut");
   }
@@ -138,6 +144,7 @@ class CabinetHandler final : public ArchiveHandler {
     attributes_ = LoadLe16(bytes.data() + kFileAttributesAt);
     member_folder_ = LoadLe16(bytes.data() + kFileFolderAt);
     *shown = member_folder_ < kFromPrevious;
+    if (!*shown) NoteUnseen(kUnseenContinued);
     if (*shown && member_folder_ >= folder_count_) return Refuse("cabinet: no such folder");
 
     CopyName({reinterpret_cast<const char*>(bytes.data() + kFileBytes), got - kFileBytes}, name);
@@ -158,7 +165,8 @@ class CabinetHandler final : public ArchiveHandler {
 
   static constexpr uint32_t kNoFolder = UINT32_MAX;
 
-  uint32_t header_at_ = 0;  // offset in the input, as are all below
+  uint32_t header_at_ = 0;    // offset in the input, as are all below
+  uint32_t cabinet_end_ = 0;  // and that of a signature after it
   uint32_t folders_at_ = 0;
   uint32_t folder_step_ = 0;  // bytes from one folder entry to the next
   uint32_t folder_count_ = 0;

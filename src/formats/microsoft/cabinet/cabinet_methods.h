@@ -35,6 +35,9 @@ class BlockDecoders {
   // the same.
   [[nodiscard]] bool PassOver(uint32_t given, uint32_t size);
 
+  // As a Decoder's: what the blocks decoded since this was last asked cost beside their bytes.
+  [[nodiscard]] uint32_t TakeTablesBuilt() { return inflater_ != nullptr ? inflater_->TakeTablesBuilt() : 0; }
+
  private:
   [[nodiscard]] bool InflateBlock(std::span<uint8_t> packed, uint32_t size, std::span<const uint8_t>* plain);
 

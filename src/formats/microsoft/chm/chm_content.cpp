@@ -5,7 +5,7 @@
 // Bounds: the table must lie inside the file. A frame's input is cut at the content's end and at 256 KiB, far more
 // than 32,768 bytes can need; what cannot be decoded from it is damage. Frames decoded only to reach a later one
 // cost time and yield nothing, so a directory full of members in falling order could keep us busy without end: they
-// come out of an allowance that no sensible file uses up.
+// come out of the allowance of the container's input.
 #include "formats/microsoft/chm/chm_content.h"
 
 #include <algorithm>
@@ -22,18 +22,16 @@ namespace brix::chm {
 namespace {
 
 constexpr uint32_t kMostFrameInput = 256 * 1024;
-constexpr uint32_t kMostAllowance = 1u << 30;
 
 }  // namespace
 
-bool CompressedContent::Open(Stream* in, const ContentParts& parts) {
+bool CompressedContent::Open(DecoderInput* in, const ContentParts& parts) {
   in_ = in;
   parts_ = parts;
   decoder_.reset();
   decoded_any_ = false;
   bytes_ = {};
   cache_.fill({});
-  allowance_ = spare_frames_;
   return ReadControlData(parts.control_data) && ReadResetTable(parts.reset_table);
 }
 
@@ -78,7 +76,6 @@ bool CompressedContent::ReadResetTable(uint32_t at) {
 
 bool CompressedContent::Extract(uint32_t offset, uint32_t size, Stream& out, uint32_t* written) {
   *written = 0;
-  allowance_ = std::min(allowance_ + kSpareFramesOfExtraction, kMostAllowance);
   uint32_t frame = offset / kFrameBytes;
   uint32_t skip = offset % kFrameBytes;
   while (*written != size) {
@@ -105,8 +102,7 @@ bool CompressedContent::LoadFrame(uint32_t frame) {
   for (uint32_t i = goes_on ? decoded_ + 1 : reset_point;; ++i) {
     if (!DecodeFrame(i)) return false;
     if (i == frame) return true;
-    if (allowance_ == 0) return Refuse("chm: too many frames decoded in vain");
-    --allowance_;
+    if (!in_->ChargeUnwanted(kFrameBytes)) return false;
   }
 }
 

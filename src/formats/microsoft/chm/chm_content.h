@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 
+#include "core/decoder_input.h"
 #include "core/memory_block.h"
 #include "core/stream.h"
 #include "decoders/lzx/lzx_decoder.h"
@@ -26,15 +27,8 @@ struct ContentParts {
 // are kept, too.
 class CompressedContent {
  public:
-  // Frames that may be decoded only to come to a later one: at first, and more with every extraction.
-  static constexpr uint32_t kSpareFrames = 1u << 18;
-  static constexpr uint32_t kSpareFramesOfExtraction = 64;
-
-  // spare_frames  in place of kSpareFrames.
-  explicit CompressedContent(uint32_t spare_frames = kSpareFrames) : spare_frames_(spare_frames) {}
-
   // Reads the control data and the reset table's header.
-  [[nodiscard]] bool Open(Stream* in, const ContentParts& parts);
+  [[nodiscard]] bool Open(DecoderInput* in, const ContentParts& parts);
 
   // Writes [offset, offset + size) to `out` from 0 on; `*written` counts, also after a failure.
   [[nodiscard]] bool Extract(uint32_t offset, uint32_t size, Stream& out, uint32_t* written);
@@ -48,8 +42,7 @@ class CompressedContent {
   [[nodiscard]] bool DecodeFrame(uint32_t frame);
   [[nodiscard]] bool ReadFrame(uint32_t frame, std::span<uint8_t>* packed);
 
-  const uint32_t spare_frames_;
-  Stream* in_ = nullptr;
+  DecoderInput* in_ = nullptr;
   ContentParts parts_{};
   uint32_t window_bits_ = 0;
   uint32_t frames_per_reset_ = 1;
@@ -71,8 +64,6 @@ class CompressedContent {
   MemoryBlock cache_memory_;  // empty while frames are read in order
   std::array<CachedFrame, 16> cache_;
   uint32_t uses_ = 0;
-
-  uint32_t allowance_ = 0;  // frames that may still be decoded to be thrown away
 };
 
 }  // namespace brix::chm

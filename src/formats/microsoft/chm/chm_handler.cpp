@@ -124,7 +124,7 @@ class CompiledHelpHandler final : public ArchiveHandler {
     if (name_list.section != 0) return Refuse("chm: name list not in section 0");
     uncompressed_ = uncompressed;
     return ReadSectionNames(name_list.at) &&
-           content_.Open(read_stream_, {control_data.at, reset_table.at, compressed.at, compressed.length});
+           content_.Open(&packed_, {control_data.at, reset_table.at, compressed.at, compressed.length});
   }
 
   [[nodiscard]] bool ReadSectionNames(uint32_t at) {

@@ -80,6 +80,7 @@ class SelfExtractorHandler final : public ArchiveHandler {
   // Passes on a result of the inner handler, and why it was so.
   [[nodiscard]] bool Told(bool result) {
     memberStatus = inner_->memberStatus;
+    NoteUnseen(inner_->unseen());
     return result;
   }
 
