@@ -39,7 +39,7 @@ Bzip2Block RandomBlock(std::mt19937& random, size_t symbols) {
   return block;
 }
 
-TEST(Bzip2, KeepsForeignDataAfterAStreamUnreadAndReadsRandomisedBlocks) {
+TEST(Bzip2, KeepsRandomisedBlocksAndWhatFollowsAStream) {
   // Two streams, one behind the other, and something behind them; and a randomised block.
   EXPECT_EQ(Digest(DecodeWhole(Fixture("bzip2/two-streams.bz2")).data), "5100 64e91eca");
   EXPECT_TRUE(DecodeWhole(Fixture("bzip2/two-streams.bz2")).ok);
@@ -86,14 +86,14 @@ TEST(Bzip2, ABlockHoldsAsMuchAsItsLevelSays) {
 }
 
 template <class Change>
-Bzip2Block BlockWith(Change change) {
+Bzip2Block With(Change change) {
   Bzip2Block block;
   block.symbols = {2, 0, 2, 1, 2, 1};
   change(block);
   return block;
 }
 Bzip2Block WithLengths(const Data& all) {
-  return BlockWith([&](Bzip2Block& b) { b.lengths = {all, {2, 2, 2, 2}}; });
+  return With([&](Bzip2Block& b) { b.lengths = {all, {2, 2, 2, 2}}; });
 }
 
 void ExpectBlocks(const Rows<Bzip2Block, bool>& rows) {
@@ -107,28 +107,26 @@ void ExpectBlocks(const Rows<Bzip2Block, bool>& rows) {
   }
 }
 
-TEST(Bzip2, KeepsSurplusSelectorsAndIncompleteCodes) {
+TEST(Bzip2, KeepsNeedlessSelectorsAndIncompleteCodes) {
   ExpectBlocks({
-      {"more selectors than a block can use", BlockWith([](Bzip2Block& b) { b.more_selectors = 20000; }),
-       true},
+      {"more selectors than a block can use", With([](Bzip2Block& b) { b.more_selectors = 20000; }), true},
       {"incomplete", WithLengths({2, 3, 2, 4}), true},
   });
 }
 
 TEST(Bzip2, JudgesBlocks) {
-  const Rows<Bzip2Block, bool> rows = {
-      {"as written", BlockWith([](Bzip2Block&) {}), true},
-      {"last row", BlockWith([](Bzip2Block& b) { b.first_row = 6; }), true},
-      {"row behind the last", BlockWith([](Bzip2Block& b) { b.first_row = 8; }), false},
-      {"no bytes", BlockWith([](Bzip2Block& b) { b.symbols.clear(); }), false},
-      {"one table", BlockWith([](Bzip2Block& b) { b.tables = 1; }), false},
-      {"seven tables", BlockWith([](Bzip2Block& b) { b.tables = 7; }), false},
+  ExpectBlocks({
+      {"as written", With([](Bzip2Block&) {}), true},
+      {"last row", With([](Bzip2Block& b) { b.first_row = 6; }), true},
+      {"row behind the last", With([](Bzip2Block& b) { b.first_row = 8; }), false},
+      {"no bytes", With([](Bzip2Block& b) { b.symbols.clear(); }), false},
+      {"one table", With([](Bzip2Block& b) { b.tables = 1; }), false},
+      {"seven tables", With([](Bzip2Block& b) { b.tables = 7; }), false},
       {"codes of 20 bits", WithLengths({1, 20, 2, 20}), true},
       {"a length of 0", WithLengths({0, 2, 2, 2}), false},
       {"a length of 21", WithLengths({1, 21, 2, 3}), false},
       {"over-subscribed", WithLengths({1, 1, 1, 3}), false},
-  };
-  ExpectBlocks(rows);
+  });
 }
 
 TEST(Bzip2, ChecksumsAndMarks) {

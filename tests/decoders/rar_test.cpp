@@ -174,6 +174,19 @@ TEST(RarDecoder, KeepsAnEarlyEndASuccess) {
   EXPECT_EQ(Decode29(packed.Header().Text("short").End(), 100), packed.plain);
 }
 
+TEST(RarDecoder, KeepsOutputBehindTheSizeForTheNextMember) {
+  RarPacked first, second;
+  first.Header().Text("size, and more").End(3);
+  second.window = first.plain;
+  second.Match(8, 8).End();
+  RarDecoder decoder;
+  EXPECT_EQ(Text(Decode(decoder, first.bits.bytes(), Method::kRar29, 4).value_or(Data())), "size");
+  uint64_t allowance = 100;
+  FixedMemoryStream in(first.bits.bytes());
+  EXPECT_TRUE(decoder.Finish(in, &allowance));
+  EXPECT_EQ(Text(Decode(decoder, second.bits.bytes(), Method::kRar29, 8, true).value_or(Data())), "and more");
+}
+
 TEST(RarDecoder, DamageIsRefused) {
   const auto text = [] {
     RarPacked packed;
@@ -314,7 +327,11 @@ TEST(RarDecoder, EachFilterUndoes) {
       {"sound of two channels", {5, 3000, {{0, 2}}}, "4014 46ce8bb9"},
       {"delta of five channels", {6, 3000, {{0, 5}}}, "4014 e6c5cd93"},
       {"upper case", {7, 3000, {}}, "3767 ab89c596"},
-      {"delta of no channels", {6, 3000, {{0, 0}}}, "fails"},
+      {"delta of no channels", {6, 3000, {{0, 0}}}, "unchanged"},
+      {"sound of no channels", {5, 3000, {{0, 0}}}, "unchanged"},
+      {"a picture of one byte", {4, 1, {{0, 303}}}, "unchanged"},
+      {"a picture of two bytes", {4, 2, {{0, 3}}}, "unchanged"},
+      {"sound of too many channels", {5, 3000, {{0, 1025}}}, "fails"},
       {"a row shorter than a pixel", {4, 3000, {{0, 2}, {1, 0}}}, "fails"},
       {"another size than the block's", {1, 3000, {{4, 2999}}}, "fails"},
       {"a block behind the end", {1, 5000, {}}, "fails"},
@@ -336,7 +353,8 @@ TEST(RarDecoder, EachFilterUndoes) {
       for (uint32_t i = 0; i < 1100; ++i) packed.Last().Match(4000, 250);
     }
     const auto plain = Decode29(packed.End());
-    return plain ? Digest(*plain) : "fails";
+    if (!plain) return "fails";
+    return *plain == packed.plain ? "unchanged" : Digest(*plain);
   });
 }
 

@@ -281,6 +281,7 @@ TEST(Cabinet, ReadsWhatOtherToolsReadAndWrite) {
   EXPECT_EQ(digest_of("mszip.cab"), "72800 17d6f28c 13 e23aea7b ");
   EXPECT_EQ(digest_of("stored.cab"), "13 e23aea7b ");
   EXPECT_EQ(digest_of("quantum.cab"), "72800 17d6f28c ");
+  EXPECT_EQ(digest_of("first-60000.cab"), "60000 5127aa05 ");
 }
 
 TEST(Cabinet, SurvivesDamage) {

@@ -180,7 +180,6 @@ TEST(DetectNsis, TakesTheHeaderAtTheLargestEndOfAnySection) {
       {"as written", installer, 900},
       {"cut behind the signature", Bytes(installer).CutTo(920), 900},
       {"cut inside the signature", Bytes(installer).CutTo(919), -1},
-      {"one byte later", PeHeaders({{100, 400}, {299, 600}}).PadTo(900).Raw(NsisHeader()), -1},
       {"marker differs", Bytes(installer).PatchU32(904, 0xDEADBEEE), -1},
       {"a section that wraps around to the header", Bytes(installer).PatchU32(entry + 20, 0xFFFFFFFF), -1},
       {"more sections than the file holds", Bytes(installer).PatchU16(kPeHeaderAt + 6, 0xFFFF), -1},
@@ -188,6 +187,13 @@ TEST(DetectNsis, TakesTheHeaderAtTheLargestEndOfAnySection) {
       {"a library is an installer too", Bytes(installer).PatchU16(kPeHeaderAt + 22, 0x2102), 900},
   };
   ExpectRows(rows, PlaceOf<nsis::LocateNsis>);
+}
+
+TEST(DetectNsis, KeepsFromSearching) {
+  for (const uint32_t later : {0u, 1u, 512u}) {
+    const Bytes installer = PeHeaders({{500, 400}}).PadTo(900 + later).Raw(NsisHeader());
+    EXPECT_EQ(PlaceOf<nsis::LocateNsis>(installer), later == 0 ? 900 : -1) << later;
+  }
 }
 
 TEST(DetectNsis, WalksMoreEntriesThanOneReadHolds) {

@@ -33,12 +33,10 @@ TEST(Nsis, ExpandsStrings) {
       {"variable 1", u"\xFD\x81\x80", "$1"},
       {"variable 11, without the high bits", u"\xFD\x0B\x80\\x", "$R1\\x"},
       {"the installation directory", u"\xFD\x95\x80", "$INSTDIR"},
-      {"variable 30", u"\xFD\x9E\x80", "$[30]"},
       {"folder 26", u"\xFE\x02\x1A", "$QUICKLAUNCH"},
       {"folder without a name", u"\xFE\x02\x03", "$"},
       {"last folder of the table", u"\xFE\x02\x39", "$RESOURCES_LOCALIZED"},
-      {"folder 59", u"\xFE\x02\x3B", "$SHELL[59]"},
-      {"language string, quoted character", u"x\xFF\x81\x80y\xFC\xFC\x41z", "$INSTDIR\\xNSIS_LANG_CODEyz"},
+      {"language string", u"x\xFF\x81\x80y", "$INSTDIR\\xNSIS_LANG_CODEy"},
       {"drive", u"C:\\x", "C:\\x"},
       {"cut at 1,024 bytes", Text16(1500, u'a'), all_a},
       {"a code at 1,020", filled(1020, u"\xFD\x81\x80"), all_a},
@@ -47,7 +45,6 @@ TEST(Nsis, ExpandsStrings) {
       {"a code that comes to 1,024 bytes", filled(1016, u"\xFD\x95\x80"), "unknown"},
       {"version 3: variable 27", u"\x03\x9B\x80", "$EXEPATH"},
       {"version 3: variable 32", u"\x03\xA0\x80", "$[32]"},
-      {"version 3: folder of the user", u"\x02\x02\x17\\x", "$SMPROGRAMS\\x"},
       {"version 3: application data", u"\x02\x1A\x23", "$APPDATA"},
       {"version 3: common files of 64 bits", u"\x02\xD1\x46", "$COMMONFILES64"},
       {"version 3: language, quoted", u"x\x01\x81\x80\x04\x02\xFDy", "$INSTDIR\\xNSIS_LANG_CODE\x02\xFDy"},
@@ -63,8 +60,16 @@ TEST(Nsis, ExpandsStrings) {
   ExpectRows(units, [](const Text16& text) { return NameOf(text, true); });
 }
 
-TEST(Nsis, KeepsTheFolderOfAllUsersAsVersion2sName) {
-  EXPECT_EQ(NameOf(u"\xFE\x02\x17", false), "$COMMONFILES");
+TEST(Nsis, KeepsOldTablesForVersion2) {
+  const Rows<Text16, std::string> rows = {
+      {"variable 29", u"\xFD\x9D\x80", "$_OUTDIR"},
+      {"variable 30", u"\xFD\x9E\x80", "$[30]"},
+      {"folder by the second parameter, that of all users", u"\xFE\x02\x17", "$COMMONFILES"},
+      {"version 3 by the first", u"\x02\x02\x17\\x", "$SMPROGRAMS\\x"},
+      {"folder 59", u"\xFE\x02\x3B", "$SHELL[59]"},
+      {"quoted character", u"x\xFC\xFC\x41z", "$INSTDIR\\xz"},
+  };
+  ExpectRows(rows, [](const Text16& text) { return NameOf(text, false); });
 }
 
 // A file stands where the entries in front of it say: each an opcode, its first parameter, unless a string is that,
@@ -76,6 +81,7 @@ TEST(Nsis, JoinsTheOutputDirectory) {
   };
   constexpr uint32_t kPath = 11, kOnlyMake = 1011, kAssign = 25;
   const Text16 out_dir = u"\xFD\x96\x80", saved = u"\xFD\x9F\x80", saved_before = u"\xFD\x9D\x80";
+  const Text16 out_dir3 = u"\x03\x96\x80", saved3 = u"\x03\x9F\x80";  // of version 3
   const Rows<std::vector<Step>, std::string> rows = {
       {"none", {}, "$INSTDIR\\a=A $"},
       {"a directory", {{kPath, 0, u"C:\\d"}}, "C:\\d\\a=A $"},
@@ -87,6 +93,18 @@ TEST(Nsis, JoinsTheOutputDirectory) {
       {"kept by its older number",
        {{kPath, 0, u"C:\\d"}, {kAssign, 29, out_dir}, {kPath, 0, u"C:\\e"}, {kPath, 0, saved_before}},
        "C:\\d\\a=A $"},
+      {"by either number when none is kept",
+       {{kPath, 0, u"C:\\d"}, {kPath, 0, saved_before + u"\\e"}},
+       "$_OUTDIR\\e\\a=A $"},
+      {"version 3: below the one kept",
+       {{kPath, 0, u"C:\\d"}, {kAssign, 31, out_dir3}, {kPath, 0, u"C:\\e"}, {kPath, 0, saved3 + u"\\f"}},
+       "C:\\d\\f\\a=A $"},
+      {"version 3: kept no longer",
+       {{kAssign, 31, out_dir3}, {kAssign, 31, u"text"}, {kPath, 0, saved3 + u"\\f"}},
+       "$_OUTDIR\\f\\a=A $"},
+      {"version 3: a window, not the older number",
+       {{kAssign, 29, out_dir3}, {kPath, 0, u"\x03\x9D\x80\\e"}},
+       "$HWNDPARENT\\e\\a=A $"},
       {"assigned", {{kAssign, 22, u"C:\\e"}}, "C:\\e\\a=A $"},
       {"too long", {{kPath, 0, Text16(1021, u'a') + saved}}, "unknown=A $"},
   };
@@ -205,6 +223,28 @@ TEST(Nsis, DamageFailsWhatItIsIn) {
       {"a compressed block that is not", Bytes(file).PatchU32(data, 0x80000001), "$INSTDIR\\a! $"},
   };
   ExpectRows(rows, [](const Bytes& bytes) { return WalkText(kNsis, bytes.data); });
+}
+
+// The stated length counts from the first header, whose place is 512.
+TEST(Nsis, TheStatedArchiveLengthBoundsTheData) {
+  for (const NsisData data : kLayouts) {
+    NsisBuilder installer;
+    installer.data = data;
+    const Bytes file = installer.File(u"a", installer.Block("text")).Build();
+    const uint32_t whole = file.size() - 512;
+    const auto stating = [&](uint32_t length) { return Bytes(file).PatchU32(536, length); };
+    const Rows<Bytes, const char*> rows = {
+        {"a signature after the archive", Bytes(file).Fill(1000, 's'), "$INSTDIR\\a=text $"},
+        {"more than there is", stating(0xFFFFFFFF), "$INSTDIR\\a=text $"},
+        {"without the checksum", stating(whole - 4), "$INSTDIR\\a=text $"},
+        {"the script cut", stating(40), "damaged"},
+        {"less than a block's length", stating(30), "damaged"},
+        {"nothing", stating(0), "damaged"},
+    };
+    ExpectRows(rows, [](const Bytes& bytes) { return WalkText(kNsis, bytes.data); });
+    const Walk walk = WalkWith(kNsis, stating(whole - 6).data);
+    EXPECT_TRUE(walk.finished && walk.members.size() == 1 && !walk.members[0].extracted) << "the block cut";
+  }
 }
 
 // Each pair of files costs the whole of the data before the second, which are 16 MiB.

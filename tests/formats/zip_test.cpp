@@ -155,7 +155,8 @@ TEST(Zip, TheLocalNameReplacesTheDirectorys) {
       {"as written", zip.bytes, "a=1 local=x $"},
       {"no such header: its name is lost, and the data", Bytes(zip.bytes).PatchU8(zip.local_at[1], 'Q'),
        "a=1 directory! $"},
-      {"a header behind the end of the file", with_header_at(zip.bytes, zip.bytes.size() - 3), "a=1 damaged"},
+      {"a header that the end of the file cuts", with_header_at(zip.bytes, zip.bytes.size() - 3),
+       "a=1 directory! $"},
       {"a name that reaches behind it", with_header_at(cut_name, zip.bytes.size()), "a=1 unknown! $"},
   };
   ExpectRows(rows, kWalkOf);
@@ -181,13 +182,47 @@ TEST(Zip, DamagedRecordsStopTheWalk) {
       {"comment length of the first", patched(zip.record_at[0] + 32, 1), "a=1 damaged"},
       {"extra fields behind the end of the file", patched(second + 30, 0xFFFF), "a=1 b=2 damaged"},
       {"name behind the end of the file", patched(second + 28, 100), "a=1 damaged"},
-      {"no end signature where the walk ends", patched(second + 32, 1), "a=1 b=2 damaged"},
       // A record that begins in the end record: its fixed part is cut.
       {"record cut in its fixed part", patched(second + 32, 18).PatchU32(zip.end_at + 18, 0x02014B50),
        "a=1 b=2 damaged"},
-      // A stored directory offset one too small makes a prefix of 1.
-      {"a local offset that wraps with the prefix",
-       patched(zip.end_at + 16, zip.directory_at - 1).PatchU32(second + 42, 0xFFFFFFFF), "a! damaged"},
+  };
+  ExpectRows(rows, kWalkOf);
+}
+
+TEST(Zip, KeepsFollowingRecordsToAnEndSignature) {
+  const ZipFile zip = BuildZip({StoredMember("a", "1"), StoredMember("b", "2")});
+  const uint32_t second = zip.record_at[1];
+  const auto patched = [&](uint32_t at, uint32_t value) { return Bytes(zip.bytes).PatchU32(at, value); };
+  const Bytes until_end = Bytes(zip.bytes).CutTo(zip.end_at);
+  const Bytes end(std::vector<uint8_t>(zip.bytes.data.begin() + zip.end_at, zip.bytes.data.end()));
+  const Rows<Bytes, const char*> rows = {
+      {"a count of one", patched(zip.end_at + 8, 0x00010001), "a=1 b=2 $"},
+      {"a count of three", patched(zip.end_at + 8, 0x00030003), "a=1 b=2 $"},
+      {"an earlier end signature", patched(second, 0x06054B50), "a=1 $"},
+      {"none", patched(second + 30, 0x00010000), "a=1 b=2 damaged"},
+      {"a ZIP64 record in front of it, whose size is counted",
+       Bytes(until_end).Text("PK\6\6").Fill(52, 0).Raw(end).PatchU32(zip.end_at + 56 + 12,
+                                                                     zip.end_at - zip.directory_at + 56),
+       "a=1 b=2 damaged"},
+  };
+  ExpectRows(rows, kWalkOf);
+}
+
+TEST(Zip, ARecordOfNoLocalHeaderIsAMemberThatFails) {
+  const ZipFile zip = BuildZip({StoredMember("a", "1"), StoredMember("b", "2"), StoredMember("c", "3")});
+  const auto second_at = [&](uint32_t offset) {
+    return Bytes(zip.bytes).PatchU32(zip.record_at[1] + 42, offset);
+  };
+  Bytes unnamed =
+      Bytes(zip.bytes).PatchU32(zip.record_at[1] + 42, 0x7FFFFFF0).PatchU8(zip.record_at[1] + 46, 0);
+  const Rows<Bytes, const char*> rows = {
+      {"at the end of the file", second_at(zip.bytes.size()), "a=1 b! c=3 $"},
+      {"far outside", second_at(0x7FFFFFF0), "a=1 b! c=3 $"},
+      {"the last offset of all", second_at(0xFFFFFFFF), "a=1 b! c=3 $"},
+      {"without a name", unnamed, "a=1 unknown! c=3 $"},
+      // A stored directory offset one too small makes a prefix of 1, which all others miss their headers by.
+      {"a sum with the prefix that does not fit",
+       second_at(0xFFFFFFFF).PatchU32(zip.end_at + 16, zip.directory_at - 1), "a! b! c! $"},
   };
   ExpectRows(rows, kWalkOf);
 }
@@ -285,19 +320,24 @@ TEST(Zip, LimitsAndSizes) {
   }
 }
 
-TEST(Zip, KeepsTheHeaderOffsetMovedSoThatASecondExtractionFails) {
-  const ZipFile zip = BuildZip({Hello()});
+TEST(Zip, KeepsASecondExtractionFailing) {
+  // The second has a local header in front of its data and as their first bytes.
+  const Bytes inner = BuildZip({StoredMember("in", "first member")}).bytes;
+  const ZipFile zip = BuildZip({Hello(), StoredMember("inner.zip", Text(inner.data))});
   FixedMemoryStream in(zip.bytes.data);
   const std::unique_ptr<ArchiveHandler> handler(Formats().CreateArchiveHandlerAnyType(&in, 0, 0));
   ASSERT_NE(handler, nullptr);
   char name[kNameBufferSize];
   ASSERT_TRUE(handler->OpenArchive(name));
-  MemoryStream out;
-  uint32_t written = 0;
-  EXPECT_TRUE(handler->ExtractMember(&out, 0, &written));
-  EXPECT_EQ(written, 5u);
-  EXPECT_FALSE(handler->ExtractMember(&out, 0, &written));
-  EXPECT_EQ(written, 0u);
+  for (const uint32_t size : {5u, inner.size()}) {
+    MemoryStream out;
+    uint32_t written = 0;
+    EXPECT_TRUE(handler->ExtractMember(&out, 0, &written));
+    EXPECT_EQ(written, size);
+    EXPECT_FALSE(handler->ExtractMember(&out, 0, &written)) << size;
+    EXPECT_EQ(written, 0u);
+    ASSERT_TRUE(handler->NextMember(name));
+  }
 }
 
 TEST(Zip, MethodAndFlagsChooseTheDecoder) {

@@ -1,8 +1,10 @@
 // detect_samples.h - the smallest inputs that each detector accepts.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <numeric>
+#include <span>
 #include <string_view>
 
 #include "core/crc32.h"
@@ -37,10 +39,16 @@ inline Bytes TarSample(std::string_view size = "00000000144", std::string_view n
   return TarHeader(name, size);
 }
 
-// A gzip file of one stored block. `fields` stand behind the fixed header, as `flags` say.
+// A gzip file of stored blocks. `fields` stand behind the fixed header, as `flags` say.
 inline Bytes GzipSample(const Bytes& content, uint32_t flags = 0, const Bytes& fields = Bytes()) {
   Bytes file = Bytes().U8(0x1F).U8(0x8B).U8(8).U8(flags).Fill(6, 0).Raw(fields);
-  file.U8(1).U16(content.size()).U16(~content.size() & 0xFFFF).Raw(content);
+  for (std::span<const uint8_t> rest = content.data;;) {
+    const auto block = rest.first(std::min<size_t>(rest.size(), 0xFFFF));
+    rest = rest.subspan(block.size());
+    const auto size = static_cast<uint32_t>(block.size());
+    file.U8(rest.empty() ? 1 : 0).U16(size).U16(~size & 0xFFFF).Raw(block);
+    if (rest.empty()) break;
+  }
   return file.U32(Crc32(content.data)).U32(content.size());
 }
 

@@ -86,7 +86,8 @@ struct NsisBuilder {
     Bytes file = PeHeaders({{kProgram - 256, 256}}).PadTo(kProgram);
     file.U32(0).U32(0xDEADBEEF).Text("NullsoftInst").U32(script.size()).U32(0);
     const Bytes content = Bytes(Framed(script)).Raw(blocks);
-    return file.Raw(data == NsisData::kSolid ? PackRuns(content) : content).U32(0);
+    file.Raw(data == NsisData::kSolid ? PackRuns(content) : content).U32(0);  // the checksum
+    return file.PatchU32(kProgram + 24, file.size() - kProgram);
   }
 };
 

@@ -79,7 +79,7 @@ class CodeBits {
 
  private:
   std::span<const uint8_t> bytes_;
-  size_t at_ = 0;  // in bits; grows by at most a few hundred behind the end, where every reader stops
+  size_t at_ = 0;  // in bits; past the end by at most a program's length, after which its reader stops
 };
 
 void Filters::Reset() {

@@ -13,7 +13,7 @@ namespace brix::rar {
 // is new and by its number afterwards, where its block begins and how long it is, and the program's registers. Programs
 // last from member to member of a solid archive; blocks do not.
 //
-// Large: half a megabyte, of which only what is used is ever touched.
+// Large: 352 KiB, of which only what is used is ever touched.
 class Filters {
  public:
   static constexpr uint32_t kMostCode = 0xFFFF;  // bytes of a declaration

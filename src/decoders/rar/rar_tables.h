@@ -36,8 +36,7 @@ inline constexpr uint32_t kMostChannels = 4;
 
 inline constexpr uint32_t kPretree20 = 19;
 inline constexpr uint32_t kPretree29 = 20;
-inline constexpr uint32_t kLengthModulus =
-    16;  // code lengths are coded as differences to those of the block before
+inline constexpr uint32_t kLengthModulus = 16;  // code lengths are differences to those of the block before
 inline constexpr uint32_t kLengths20 = kMain20 + kDistances20 + kLengths;
 inline constexpr uint32_t kLengths29 = kMain29 + kDistances29 + kLowDistances + kLengths;
 inline constexpr uint32_t kMostLengths = kAudioSymbols * kMostChannels;

@@ -4,6 +4,9 @@
 // on addresses in machine code; the others write their output behind their input, so that a block of theirs has at most
 // half of the memory.
 //
+// A filter of no channels, and one over less than a pixel of a picture, have nothing to do and leave the bytes as they
+// are.
+//
 // Bounds: the size is checked against the memory, counts of channels against kMostChannelsOfAFilter. Each byte is
 // visited once, those of a picture twice.
 #include "decoders/rar/rar_transforms.h"
@@ -21,6 +24,7 @@ namespace brix::rar {
 namespace {
 
 constexpr uint32_t kMostChannelsOfAFilter = 1024;
+constexpr uint32_t kPixel = 3;  // bytes
 
 // Addresses were made absolute in a space of 16 MiB.
 void UndoCalls(std::span<uint8_t> bytes, uint8_t other_opcode, uint32_t file_offset) {
@@ -95,7 +99,6 @@ void UndoAudio(const uint8_t* from, std::span<uint8_t> to, uint32_t channels) {
 // Rows of three-byte pixels, each byte predicted from those to its left, above it and to the left of that, whichever
 // comes closest to their plane; and green taken out of the other two.
 void UndoRgb(const uint8_t* from, std::span<uint8_t> to, uint32_t row, uint32_t red) {
-  constexpr uint32_t kPixel = 3;
   std::memset(to.data(), 0, to.size());  // a row of any length may refer to what was not yet written
   for (uint32_t channel = 0; channel < kPixel; ++channel) {
     uint8_t left = 0;
@@ -158,14 +161,17 @@ bool Apply(Transform transform, uint8_t* memory, uint32_t size, const TransformA
   if (size > kFilterMemory / 2) return Refuse("rar: filter block too long");
   *result = {memory + size, size};
   const uint32_t channels = arguments.first;
-  const bool some_channels = channels != 0 && channels <= kMostChannelsOfAFilter;
+  const bool of_channels = transform == Transform::kDelta || transform == Transform::kAudio;
+  if ((of_channels && channels == 0) || (transform == Transform::kRgb && size < kPixel)) {
+    *result = {memory, size};  // nothing to do
+    return true;
+  }
+  if (of_channels && channels > kMostChannelsOfAFilter) return Refuse("rar: channels of a filter");
   switch (transform) {
     case Transform::kDelta:
-      if (!some_channels) return Refuse("rar: channels of a delta filter");
       UndoDelta(memory, *result, channels);
       return true;
     case Transform::kAudio:
-      if (!some_channels) return Refuse("rar: channels of an audio filter");
       UndoAudio(memory, *result, channels);
       return true;
     case Transform::kRgb: {

@@ -2,8 +2,10 @@
 //
 // Layout, little-endian: 60 EA, basic header size (2), that many header bytes, their CRC-32 (4).
 //
-// Kept: only the first marker counts; when its header fails the checksum, no later one is tried. An empty
-// basic header, whose CRC-32 is 0, is accepted.
+// A basic header of size 0 is the archive's end mark, never its main header. The mark is common by chance: 60 EA 00 00
+// and four zero bytes are also the size of a file of 60,000 bytes and its offset, as a cabinet's first file has them.
+//
+// Kept: only the first marker counts; when its header is refused, no later one is tried.
 //
 // Bounds: 64 offsets, a header of at most 2,600 bytes on the stack.
 #include "formats/classic/arj/arj_detect.h"
@@ -38,7 +40,7 @@ bool LocateArj(Stream& in, uint32_t* header_at) {
 
   FieldReader header(in, at);
   const uint32_t size = header.U16(2);
-  if (!header.ok() || size > kMaxBasicHeader) return Refuse("arj: header size");
+  if (!header.ok() || size == 0 || size > kMaxBasicHeader) return Refuse("arj: header size");
   std::array<uint8_t, kMaxBasicHeader + kCrcBytes> basic;
   if (!header.Bytes(4, basic.data(), size + kCrcBytes)) return Refuse("arj: header cut");
   if (Crc32(std::span(basic).first(size)) != LoadLe32(basic.data() + size)) return Refuse("arj: header CRC");

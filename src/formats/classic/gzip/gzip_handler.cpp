@@ -6,7 +6,7 @@
 // Kept: a file whose header holds a comment is gzip and yet is not opened. That belongs to this handler alone: a tar
 // inside gzip is another format, which reads past every header field (LocateGzipData).
 //
-// Bounds: the header's fields move the data offset by at most 64 KiB. The caller's limit is what stops a bomb. Memory
+// Bounds: header fields move the data offset by at most 66,051 bytes. The caller's limit is what stops a bomb. Memory
 // is the decoder's, taken by the first extraction and kept for the next.
 #include "formats/classic/gzip/gzip_handler.h"
 

@@ -1,10 +1,11 @@
 // tar_detect.cpp - recognises a tar archive by its first header block.
 //
-// Kept: a file that begins as gzip is only ever looked at through its decompressed bytes, those of its first member.
+// Kept: a file that begins as gzip is only ever looked at through its decompressed bytes, those of its first member; and
+// the first block is looked for in the first 64 KiB of the compressed data. A tar that begins after that is gzip, with
+// the tar as its member.
 //
 // Cost: one read of a block; of a gzip file, a block's worth is inflated. Bounds: a block of output can be spread over
-// any amount of input by deflate blocks that hold nothing, so only kMaxInput is read. A tar that begins behind that
-// is gzip, with the tar as its member.
+// any amount of input by deflate blocks that hold nothing, so only kMaxInput is read.
 #include "formats/classic/tar/tar_detect.h"
 
 #include <algorithm>

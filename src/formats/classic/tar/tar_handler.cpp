@@ -4,8 +4,11 @@
 // block. Only regular and sparse files are reported.
 //
 // Kept: long-name and pax records are skipped like folders and links, so their members show under the first 100 bytes
-// that the header holds; the path prefix of ustar is not read either. A sparse member's size is the stored one, its
-// data the whole file, and nothing holds its chunks to the stored size.
+// that the header holds; the path prefix of ustar is not read either. A sparse member's size is the stored one, and its
+// data the whole file. A block of zeros at the very start is no end but a header with a bad checksum.
+//
+// A sparse member whose map asks for more than its stored size is damaged: what is stored comes out, and then it fails.
+// The bytes after these are other members'; a map that reached them would make the inflater go back for the next header.
 //
 // Bounds: every header raises the header offset by at least a block. The sum is checked: a member whose stated size
 // reaches beyond 4 GiB is reported, and the walk ends with damage behind it. Sizes are never sizes of memory but for
@@ -139,14 +142,18 @@ class TarHandler final : public ArchiveHandler {
   [[nodiscard]] bool ExtractSparse(Stream& out, uint32_t limit, uint32_t* written) {
     NullStream zeros;
     uint32_t stored_offset = data_offset_;
+    uint32_t stored = header_.size;  // from there on
     for (const Chunk& chunk : map_.chunks()) {
       const uint32_t hole_end = std::min(chunk.offset, limit);
       if (*written < hole_end && !Append(zeros, out, hole_end - *written, written)) return false;
       const uint32_t length = std::min(chunk.length, limit - *written);
       if (length == 0) return true;
-      RangeStream data(tar_stream_, stored_offset, length);
-      if (!Append(data, out, length, written)) return false;
-      if (!CheckedAdd(&stored_offset, length)) return Refuse("tar: chunks out of range");
+      const uint32_t there = std::min(length, stored);
+      RangeStream data(tar_stream_, stored_offset, there);
+      if (!Append(data, out, there, written)) return false;
+      if (there < length) return Refuse("tar: a chunk beyond the stored size");
+      if (!CheckedAdd(&stored_offset, there)) return Refuse("tar: chunks out of range");
+      stored -= there;
     }
     if (map_.cut() && *written < limit) return Refuse("tar: more chunks than are kept");
     return *written == limit || Append(zeros, out, limit - *written, written);

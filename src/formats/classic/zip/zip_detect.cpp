@@ -8,7 +8,7 @@
 // self-extractor.
 //
 // Bounds: the search covers the last 66,000 bytes, read backwards in pieces from the stack. Nearly every file
-// that is not a ZIP pays for it, so pieces are large and searched 16 bytes at a time.
+// that is not a ZIP pays for it, so pieces are large and searched 64 bytes at a time.
 #include "formats/classic/zip/zip_detect.h"
 
 #include <algorithm>

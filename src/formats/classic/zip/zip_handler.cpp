@@ -1,16 +1,21 @@
 // zip_handler.cpp - walks a ZIP archive's central directory and extracts members by their local headers.
 //
 // The directory says which members there are; the local header in front of a member's data has the last word
-// on its name, method and sizes. Where the walk stops is said by the records, not by the end record: it goes
-// from record to record until an end signature stands where the next would begin.
+// on its name, method and sizes.
 //
-// Kept: members of compressed size 0 (folders, empty files) are never shown. Extracting replaces the header
-// offset by the data offset, so that a second extraction of the same member finds no header and fails.
+// Kept: the walk goes from record to record until an end signature is where the next would begin; anything else
+// there is damage. The end record's counts are not looked at.
 //
-// Bounds: every offset is a checked sum; a sum that does not fit in 32 bits is damage. Lengths in records are
-// 16 bits wide and only the first 511 bytes of a name are read, straight into the caller's buffer. A member
-// costs six small cached reads to list and nothing is allocated for it: decoders are made for the first
-// member that needs them and kept.
+// Kept: members of compressed size 0 (folders, empty files) are never shown. A member is extracted once: that
+// replaces the header offset by the data offset, and a second extraction fails.
+//
+// A record whose local header is not in the file is a member all the same: it has the directory's name, and its
+// extraction fails.
+//
+// Bounds: every offset is a checked sum; a local offset whose sum does not fit in 32 bits is outside the file, any
+// other such sum is damage. Lengths in records are 16 bits wide and only the first 511 bytes of a name are read,
+// straight into the caller's buffer. A member costs six small cached reads to list and nothing is allocated for it:
+// decoders are made for the first member that needs them and kept.
 #include "formats/classic/zip/zip_handler.h"
 
 #include <algorithm>
@@ -48,6 +53,7 @@ class ZipHandler final : public ArchiveHandler {
     if (!LocateDirectory(*read_stream_, &directory)) return false;
     directory_position_ = directory.position;
     prefix_length_ = directory.prefix_length;
+    if (!read_stream_->GetSize(&stream_size_)) return Refuse("zip: no stream size");
     return NextMember(name);
   }
 
@@ -78,7 +84,7 @@ class ZipHandler final : public ArchiveHandler {
     if (!MayExtract() || !ReadLocalHeader()) return false;
     Decoder* const decoder = decoders_.Prepare(method_kind_, flags_);
     if (decoder == nullptr) return Refuse("zip: no decoder");
-    if (method_kind_ == kStored && !CutStoredSizes()) return false;
+    if (method_kind_ == kStored) CutStoredSizes();
     RangeStream data(&packed_, header_offset_, compressed_size_);
     const uint32_t size = uncompressed_size_ == 0 ? kUnknownSize : uncompressed_size_;
     *written = max_bytes == 0 ? size : std::min(max_bytes, size);
@@ -105,7 +111,8 @@ class ZipHandler final : public ArchiveHandler {
     compressed_size_ = LoadLe32(fixed.data() + kRecordCompressedSize);
     uncompressed_size_ = LoadLe32(fixed.data() + kRecordUncompressedSize);
     header_offset_ = LoadLe32(fixed.data() + kRecordLocalOffset);
-    if (!CheckedAdd(&header_offset_, prefix_length_)) return Refuse("zip: local offset out of range");
+    at_data_ = false;
+    if (!CheckedAdd(&header_offset_, prefix_length_)) header_offset_ = UINT32_MAX;  // no place in a file
     first_local_ = std::min(first_local_, header_offset_);
     const uint32_t name_length = LoadLe16(fixed.data() + kRecordNameLength);
     if (!ReadName(record, kRecordBytes, name_length, name)) return Refuse("zip: name is cut");
@@ -116,15 +123,17 @@ class ZipHandler final : public ArchiveHandler {
     return true;
   }
 
-  // Lets the name in the local header replace the directory's. A header that is not there leaves the
-  // directory's; a name in it that cannot be read gives "unknown".
+  // Lets the name in the local header replace the directory's. A header that is not there, or not wholly in the
+  // file, leaves the directory's; a name in it that cannot be read gives "unknown".
   [[nodiscard]] bool ReadLocalName(char* name) const {
+    if (!Fits(header_offset_, kLocalBytes, stream_size_)) return true;
     FieldReader local(*read_stream_, header_offset_);
     Signature signature;
-    if (!local.Bytes(0, signature.data(), sizeof signature)) return Refuse("zip: local header out of range");
+    if (!local.Bytes(0, signature.data(), sizeof signature))
+      return Refuse("zip: local header cannot be read");
     if (signature != kLocalSignature) return true;
     const uint32_t length = local.U16(kLocalNameLength);
-    if (!local.ok()) return Refuse("zip: local header is cut");
+    if (!local.ok()) return Refuse("zip: local header cannot be read");
     if (length != 0 && !ReadName(local, kLocalBytes, length, name)) CopyName(kUnknownName, name);
     return true;
   }
@@ -148,8 +157,10 @@ class ZipHandler final : public ArchiveHandler {
     return true;
   }
 
-  // Lets the local header correct method and sizes, and moves the header offset to the data behind it.
+  // Lets the local header correct method and sizes, and moves the header offset to the data after it: once, since
+  // data may begin with a local header, too.
   [[nodiscard]] bool ReadLocalHeader() {
+    if (at_data_) return Refuse("zip: a member is extracted once");
     std::array<uint8_t, kLocalBytes> local;
     if (!FieldReader(*read_stream_, header_offset_).Bytes(0, local.data(), kLocalBytes)) {
       return Refuse("zip: local header is cut");
@@ -162,6 +173,7 @@ class ZipHandler final : public ArchiveHandler {
                               LoadLe16(local.data() + kLocalExtraLength);  // two 16-bit lengths
     if (!CheckedAdd(&data_offset, kLocalBytes + variable)) return Refuse("zip: data out of range");
     header_offset_ = data_offset;
+    at_data_ = true;
     const uint32_t method = LoadLe16(local.data() + kLocalMethod);
     if (method < kKnownMethods) method_kind_ = method;
     if ((LoadLe16(local.data() + kLocalFlags) & kFlagDataDescriptor) == 0) {
@@ -176,19 +188,18 @@ class ZipHandler final : public ArchiveHandler {
   }
 
   // A stored member of a file that was cut reaches to the end of the file.
-  [[nodiscard]] bool CutStoredSizes() {
-    uint32_t stream_size = 0;
-    if (!read_stream_->GetSize(&stream_size)) return Refuse("zip: no stream size");
-    compressed_size_ = std::min(compressed_size_, stream_size - std::min(header_offset_, stream_size));
+  void CutStoredSizes() {
+    compressed_size_ = std::min(compressed_size_, stream_size_ - std::min(header_offset_, stream_size_));
     uncompressed_size_ = compressed_size_;
-    return true;
   }
 
+  uint32_t stream_size_ = 0;
   uint32_t directory_position_ = 0;    // of the next record
   uint32_t first_local_ = UINT32_MAX;  // the lowest local header of all records so far
   uint32_t prefix_length_ = 0;         // added to every stored local offset
   uint16_t flags_ = 0;                 // of the current member, from the directory
-  uint32_t header_offset_ = 0;         // of its local header; once extracted, of its data
+  uint32_t header_offset_ = 0;         // of its local header, or, once extracted, of its data:
+  bool at_data_ = false;
   uint32_t compressed_size_ = 0;
   uint32_t uncompressed_size_ = 0;
   uint32_t method_kind_ = kStored;

@@ -5,9 +5,10 @@
 // No field says which of the two it is, nor the method: the data are tried until the script header comes out with the
 // length that the first header states.
 //
-// Bounds: a script header has 32 MiB at the most, in memory that grows with what comes out. A block of compressed or
-// stored data must end inside the file. Solid data are decoded forward; a block further back makes them begin anew.
-// The allowance of the container's input bounds how often.
+// Bounds: the archive has the length that the first header states, which counts from there, or what the file has of it;
+// what follows it, such as a signature, is not data. A script header has 32 MiB at the most, in memory that grows with
+// what comes out. A block of compressed or stored data must end inside the archive. Solid data are decoded forward; a
+// block further back makes them begin anew. The allowance of the container's input bounds how often.
 #include "formats/installers/nsis/nsis_data.h"
 
 #include <algorithm>
@@ -31,10 +32,14 @@ bool InstallerData::Open(DecoderInput* in, uint32_t first_header) {
   in_ = in;
   FieldReader header(*in, first_header);
   script_length_ = header.U32(kHeaderLength);
-  data_.at = first_header;
-  if (!header.ok() || !in->GetSize(&end_) || !CheckedAdd(&data_.at, kFirstHeaderBytes) || data_.at > end_) {
+  const uint32_t archive_length = header.U32(kArchiveLength);
+  uint32_t size = 0;
+  if (!header.ok() || !in->GetSize(&size) || !Fits(first_header, kFirstHeaderBytes, size)) {
     return Refuse("nsis: first header cut");
   }
+  if (archive_length < kFirstHeaderBytes + kBlockLengthBytes) return Refuse("nsis: archive length");
+  end_ = first_header + std::min(archive_length, size - first_header);
+  data_.at = first_header + kFirstHeaderBytes;
   data_.length = end_ - data_.at;
   if (script_length_ == 0 || script_length_ > kLongestHeader) return Refuse("nsis: script header length");
   // LZMA first: its solid data may begin like a block, but no block like them.
@@ -47,7 +52,8 @@ bool InstallerData::OpenBlocks() {
   solid_.reset();
   FieldReader fields(*in_, data_.at);
   const uint32_t word = fields.U32(0);
-  if (!fields.ok() || data_.length - kBlockLengthBytes < (word & kBlockLengthMask)) return false;
+  if (!fields.ok() || data_.length < kBlockLengthBytes) return false;
+  if (data_.length - kBlockLengthBytes < (word & kBlockLengthMask)) return false;
   const Packed packed{data_.at + kBlockLengthBytes, word & kBlockLengthMask};
   if ((word & kBlockCompressed) == 0) {
     method_ = Method::kStored;
@@ -66,7 +72,7 @@ bool InstallerData::OpenFirstBlock() {
   if (!script_.SetSize(0) || !ExtractBlock(0, script_, &produced, &next) || produced != script_length_) {
     return false;
   }
-  blocks_ += next;  // which lies inside the file
+  blocks_ += next;  // which lies inside the archive
   return true;
 }
 
@@ -138,9 +144,9 @@ bool InstallerData::ExtractBlock(uint32_t offset, Stream& out, uint32_t* limit, 
   FieldReader fields(*in_, packed.at);
   const uint32_t word = fields.U32(0);
   if (!fields.ok()) return Refuse("nsis: block cut");
-  packed.at += kBlockLengthBytes;  // inside the file
+  packed.at += kBlockLengthBytes;  // inside the file, if not the archive
   packed.length = word & kBlockLengthMask;
-  if (!Fits(packed.at, packed.length, end_)) return Refuse("nsis: block goes on behind the file");
+  if (!Fits(packed.at, packed.length, end_)) return Refuse("nsis: block goes on after the archive's end");
   if (next != nullptr) *next = offset + kBlockLengthBytes + packed.length;
   if ((word & kBlockCompressed) == 0) {
     *limit = std::min(wanted, packed.length);

@@ -54,8 +54,8 @@ class InstallerData {
   [[nodiscard]] bool ExtractSolid(uint32_t offset, Stream& out, uint32_t* limit, uint32_t* next);
 
   DecoderInput* in_ = nullptr;
-  uint32_t end_ = 0;  // of the file
-  Packed data_{};     // all behind the first header
+  uint32_t end_ = 0;  // of the archive, in the file
+  Packed data_{};     // all of it after the first header
   uint32_t script_length_ = 0;
   uint32_t blocks_ = 0;  // where offsets count from, in the file or in the solid data
   MemoryStream script_;

@@ -7,6 +7,8 @@ namespace brix::nsis {
 
 // First header, at the end of the executable image; nsis_detect.cpp looks at its signature.
 inline constexpr uint32_t kHeaderLength = 20;  // bytes of the script header, as it decodes
+inline constexpr uint32_t kArchiveLength =
+    24;  // bytes from the first header on, a checksum at their end included
 inline constexpr uint32_t kFirstHeaderBytes = 28;
 
 // A block of data: its length and its bytes.
@@ -29,16 +31,17 @@ inline constexpr uint32_t kOpCreateDirectory = 11;  // path, whether it becomes 
 inline constexpr uint32_t kOpExtractFile = 20;      // flags, name, offset of the block, time (2), a message
 inline constexpr uint32_t kOpAssign = 25;           // variable, text, longest length, start
 inline constexpr uint32_t kOpUninstaller = 62;  // name, offset of the block, length of patches, whole path
-// Builds with more instructions have the last one a few numbers further on.
+// In builds with other instructions it has a number in this range.
 inline constexpr uint32_t kOpUninstallerLeast = 58;
 inline constexpr uint32_t kOpUninstallerMost = 70;
 
 // Variables.
 inline constexpr uint32_t kVariableInstallDirectory = 21;
 inline constexpr uint32_t kVariableOutputDirectory = 22;
-// Where a script that adds a folder's files keeps the output directory meanwhile; the former until 2.25.
+// _OUTDIR, where a script that adds a folder's files keeps the output directory meanwhile. Until 2.25 it had another
+// number, which is HWNDPARENT's now.
+inline constexpr uint32_t kVariableSavedDirectory = 31;
 inline constexpr uint32_t kVariableSavedDirectory2 = 29;
-inline constexpr uint32_t kVariableSavedDirectory3 = 31;
 
 // A string's number with this bit is that of a string in the language tables.
 inline constexpr uint32_t kLanguageString = 0x80000000;

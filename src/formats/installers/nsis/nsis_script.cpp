@@ -9,8 +9,8 @@
 // strings: the name, and the name behind the installation directory. Without such an entry the usual number counts.
 //
 // Bounds: the walk ends by the count of entries, of which those that lie in the header count. 16 bytes are kept for
-// each file listed, and 4; a chain of earlier files is followed for 64 of them, so that a script made for the purpose
-// shows a file twice rather than taking long.
+// each file listed, twice that just after they have grown, and at most 2 for each entry. A chain of earlier files is
+// followed for 64 of them, so that a script made for the purpose shows a file twice rather than taking long.
 #include "formats/installers/nsis/nsis_script.h"
 
 #include <algorithm>
@@ -60,7 +60,7 @@ bool Script::Open(std::span<const uint8_t> header) {
   install_directory_.key = kKeyOfInstall;
   install_directory_.known = true;
   directory_ = install_directory_;
-  saved_directory_ = install_directory_;
+  saved_in_ = Beginning::kNone;
   return true;
 }
 
@@ -127,15 +127,14 @@ bool Script::Next(ScriptMember* member, char* name) {
 }
 
 const Script::Directory* Script::BaseOf(const Beginning& beginning) const {
-  switch (beginning.variable) {
-    case kVariableOutputDirectory:
-      return &directory_;
-    case kVariableSavedDirectory2:
-    case kVariableSavedDirectory3:
-      return &saved_directory_;
-    default:
-      return nullptr;
-  }
+  if (beginning.variable == Beginning::kNone) return nullptr;
+  if (beginning.variable == kVariableOutputDirectory) return &directory_;
+  return beginning.variable == saved_in_ ? &saved_directory_ : nullptr;
+}
+
+bool Script::MaySave(uint32_t variable) const {
+  return variable == kVariableSavedDirectory ||
+         (variable == kVariableSavedDirectory2 && strings_.IsVersion2());
 }
 
 void Script::ReadPath(uint32_t string, Directory* path) const {
@@ -157,8 +156,13 @@ void Script::ReadAssignment(const uint8_t* entry) {
   const uint32_t string = Parameter(entry, 1);
   if (Parameter(entry, 2) != 0 || Parameter(entry, 3) != 0) return;  // a piece of the text
   if (variable == kVariableOutputDirectory) ReadPath(string, &directory_);
-  const bool saves = variable == kVariableSavedDirectory2 || variable == kVariableSavedDirectory3;
-  if (saves && strings_.IsVariable(string, kVariableOutputDirectory)) saved_directory_ = directory_;
+  if (!MaySave(variable)) return;
+  if (strings_.IsVariable(string, kVariableOutputDirectory)) {
+    saved_directory_ = directory_;
+    saved_in_ = variable;
+  } else if (variable == saved_in_) {
+    saved_in_ = Beginning::kNone;
+  }
 }
 
 bool Script::NameFile(uint32_t string, const Directory* directory, uint32_t block, char* name) {

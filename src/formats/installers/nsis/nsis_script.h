@@ -48,8 +48,10 @@ class Script {
   [[nodiscard]] bool ReadTables(uint32_t offset_bytes, uint32_t* strings);
   void FindUninstallers();
   [[nodiscard]] const uint8_t* Entry(uint32_t index) const;
-  // The directory that a path counts from when a variable for one stands first in it.
+  // The directory that a path counts from when it begins with a variable that holds one.
   [[nodiscard]] const Directory* BaseOf(const Beginning& beginning) const;
+  // Whether a script of this version may keep the directory in that variable.
+  [[nodiscard]] bool MaySave(uint32_t variable) const;
   void ReadPath(uint32_t string, Directory* path) const;
   void ReadAssignment(const uint8_t* entry);
   // Writes a file's name and notes it. False when it was listed before.
@@ -65,8 +67,9 @@ class Script {
   bool failed_ = false;
   bool cut_ = false;
 
-  Directory directory_;        // where files go
-  Directory saved_directory_;  // what a script keeps while it adds a folder's files
+  Directory directory_;                   // where files go
+  Directory saved_directory_;             // what a script keeps while it adds a folder's files,
+  uint32_t saved_in_ = Beginning::kNone;  // in this variable; kNone: it does not
   Directory install_directory_;
 
   MemoryBlock listed_;  // records

@@ -39,66 +39,60 @@ constexpr std::array<std::string_view, 12> kNames3 = {"CMDLINE",  "INSTDIR",    
                                                       "LANGUAGE", "TEMP",       "PLUGINSDIR", "EXEPATH",
                                                       "EXEFILE",  "HWNDPARENT", "_CLICK",     "_OUTDIR"};
 
-// By the number that Windows has for a folder.
-constexpr std::array<std::string_view, 59> kFolders = {"",
-                                                       "",
-                                                       "SMPROGRAMS",
-                                                       "",
-                                                       "PRINTERS",
-                                                       "DOCUMENTS",
-                                                       "FAVORITES",
-                                                       "SMSTARTUP",
-                                                       "RECENT",
-                                                       "SENDTO",  // 0
-                                                       "",
-                                                       "STARTMENU",
-                                                       "",
-                                                       "MUSIC",
-                                                       "VIDEO",
-                                                       "",
-                                                       "DESKTOP",
-                                                       "",
-                                                       "",
-                                                       "NETHOOD",  // 10
-                                                       "FONTS",
-                                                       "TEMPLATES",
-                                                       "COMMONSTARTMENU",
-                                                       "COMMONFILES",
-                                                       "COMMON_STARTUP",
-                                                       "COMMON_DESKTOPDIRECTORY",  // 20
-                                                       "QUICKLAUNCH",
-                                                       "PRINTHOOD",
-                                                       "LOCALAPPDATA",
-                                                       "ALTSTARTUP",
-                                                       "ALTSTARTUP",
-                                                       "FAVORITES",
-                                                       "INTERNET_CACHE",  // 26
-                                                       "COOKIES",
-                                                       "HISTORY",
-                                                       "APPDATA",
-                                                       "WINDIR",
-                                                       "SYSDIR",
-                                                       "PROGRAMFILES",
-                                                       "PICTURES",
-                                                       "PROFILE",
-                                                       "",
-                                                       "",  // 33
-                                                       "COMMONFILES",
-                                                       "",
-                                                       "TEMPLATES",
-                                                       "DOCUMENTS",
-                                                       "ADMINTOOLS",
-                                                       "ADMINTOOLS",
-                                                       "",
-                                                       "",
-                                                       "",
-                                                       "",
-                                                       "MUSIC",
-                                                       "PICTURES",  // 43
-                                                       "VIDEO",
-                                                       "RESOURCES",
-                                                       "RESOURCES_LOCALIZED",
-                                                       ""};  // 55
+// By the number that Windows has for a folder; the others have no name.
+constexpr uint32_t kFolderCount = 59;
+constexpr struct {
+  uint8_t number;
+  std::string_view name;
+} kNamedFolders[] = {{2, "SMPROGRAMS"},
+                     {4, "PRINTERS"},
+                     {5, "DOCUMENTS"},
+                     {6, "FAVORITES"},
+                     {7, "SMSTARTUP"},
+                     {8, "RECENT"},
+                     {9, "SENDTO"},
+                     {11, "STARTMENU"},
+                     {13, "MUSIC"},
+                     {14, "VIDEO"},
+                     {16, "DESKTOP"},
+                     {19, "NETHOOD"},
+                     {20, "FONTS"},
+                     {21, "TEMPLATES"},
+                     {22, "COMMONSTARTMENU"},
+                     {23, "COMMONFILES"},
+                     {24, "COMMON_STARTUP"},
+                     {25, "COMMON_DESKTOPDIRECTORY"},
+                     {26, "QUICKLAUNCH"},
+                     {27, "PRINTHOOD"},
+                     {28, "LOCALAPPDATA"},
+                     {29, "ALTSTARTUP"},
+                     {30, "ALTSTARTUP"},
+                     {31, "FAVORITES"},
+                     {32, "INTERNET_CACHE"},
+                     {33, "COOKIES"},
+                     {34, "HISTORY"},
+                     {35, "APPDATA"},
+                     {36, "WINDIR"},
+                     {37, "SYSDIR"},
+                     {38, "PROGRAMFILES"},
+                     {39, "PICTURES"},
+                     {40, "PROFILE"},
+                     {43, "COMMONFILES"},
+                     {45, "TEMPLATES"},
+                     {46, "DOCUMENTS"},
+                     {47, "ADMINTOOLS"},
+                     {48, "ADMINTOOLS"},
+                     {53, "MUSIC"},
+                     {54, "PICTURES"},
+                     {55, "VIDEO"},
+                     {56, "RESOURCES"},
+                     {57, "RESOURCES_LOCALIZED"}};
+constexpr auto kFolders = [] {
+  std::array<std::string_view, kFolderCount> names;
+  names.fill("");  // text of no bytes, not the lack of one
+  for (const auto& folder : kNamedFolders) names[folder.number] = folder.name;
+  return names;
+}();
 constexpr uint8_t kFolderQuickLaunch = 26;  // of version 3 $APPDATA too, which has another one for all users
 
 // Version 3 reads other folders from the registry: a flag, another for the view of 64 bits, and where in the table of
@@ -249,7 +243,7 @@ bool ScriptStrings::AppendCode(const Token& token, ExpandedText* text) const {
   if (token.kind == Kind::kFolder) fits = AppendFolder(token, &code);
   if (token.kind == Kind::kVariable) {
     const std::span<const std::string_view> names =
-        codes_ == Codes::kHigh ? std::span<const std::string_view>(kNames2) : kNames3;
+        IsVersion2() ? std::span<const std::string_view>(kNames2) : kNames3;
     const uint32_t number = token.variable();
     const char digit = static_cast<char>('0' + number % 10);
     fits = code.Append("$");

@@ -38,6 +38,9 @@ class ScriptStrings {
   // tell how they are written. The table is neither owned nor outlived.
   void Open(std::span<const uint8_t> table, uint32_t strings);
 
+  // Whether strings are written as version 2 of the compiler does.
+  [[nodiscard]] bool IsVersion2() const { return codes_ == Codes::kHigh; }
+
   // Appends the string at `offset`, from its unit `from` on, to `text`. False: there is no such string, or it is too
   // long.
   [[nodiscard]] bool Append(uint32_t offset, uint32_t from, ExpandedText* text) const;

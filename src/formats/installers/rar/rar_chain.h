@@ -39,7 +39,8 @@ struct Block {
   FileBlock file;  // of a file's block
 };
 
-// Reads the block at `at`. False: it is cut, is none, or ends behind 4 GiB - 1.
+// Reads the block at `at`. False: it is cut, or none. The one after a block that ends behind 4 GiB - 1 is said to be at
+// UINT32_MAX, where nothing can be read.
 [[nodiscard]] bool ReadBlock(Stream& in, uint32_t at, Block* block);
 
 // Decodes compressed members. A solid one goes on from the one before it, so that all of its chain must have been

@@ -36,8 +36,8 @@ inline constexpr uint32_t kFileLargeBytes = 40;  // or the high halves of the si
 inline constexpr uint32_t kFileSplit = 0x03;  // goes on from the volume before, or in the next
 inline constexpr uint32_t kFileEncrypted = 0x04;
 inline constexpr uint32_t kFileSolid = 0x10;
-inline constexpr uint32_t kFileDirectory =
-    0xE0;  // a dictionary's size otherwise: 64 KiB shifted by these bits
+// All three: a directory. Otherwise a dictionary's size: 64 KiB shifted by these bits.
+inline constexpr uint32_t kFileDirectory = 0xE0;
 inline constexpr uint32_t kFileLarge = 0x100;
 inline constexpr uint32_t kFileUnicode = 0x200;
 
@@ -47,6 +47,6 @@ inline constexpr uint32_t kVersion29 = 29;
 inline constexpr uint32_t kMethodStored = '0';
 inline constexpr uint32_t kMethodBest = '5';
 
-inline constexpr uint32_t kHintSolid = 3;  // what GetMemberHint makes of a solid member
+inline constexpr uint32_t kHintSolid = 3;  // what GetMemberHint makes of a solid archive
 
 }  // namespace brix::rar

@@ -4,8 +4,9 @@
 // directories. The archive may stand behind up to a kilobyte of something else.
 //
 // Kept: no checksum is verified, neither of a header nor of a file; damage shows as blocks or data that cannot be read.
-// Files of 4 GiB and more show with the low halves of their sizes. The walk ends at the end block, or where the file
-// ends behind a block; whatever else is damage. A dictionary's size is not looked at (rar_decoder.cpp).
+// Files of 4 GiB and more show with the low halves of their sizes, and a packed size counts without its flag. The walk
+// ends at the end block, or where the file ends with a block; whatever else is damage. A dictionary's size is not looked
+// at (rar_decoder.cpp).
 //
 // Bounds: every block has a header of at least one byte, so the walk ends; offsets are checked sums. At most 511 bytes
 // of a name are read. Nothing is kept or allocated for a member: the decoder is one for all (rar_chain.cpp).
@@ -49,6 +50,7 @@ class RarHandler final : public ArchiveHandler {
       next_at_ = block_.next;
       switch (block_.type) {
         case kArchive:
+          is_solid_ = (block_.flags & kArchiveSolid) != 0;
           if ((block_.flags & kArchiveEncrypted) == 0) break;
           memberStatus = kMemberEncrypted;
           return Refuse("rar: encrypted headers");
@@ -72,6 +74,7 @@ class RarHandler final : public ArchiveHandler {
     const FileBlock& file = block_.file;
     *written = max_bytes == 0 ? file.unpacked_size : std::min(max_bytes, file.unpacked_size);
     if (file.compressed()) return chain_.Extract(block_, *out, written);
+    *written = std::min(*written, file.packed_size);  // stored: there is no more, whatever the size says
     RangeStream data(read_stream_, file.data_at, file.packed_size);
     return stored_.Decode(data, *out, written);
   }
@@ -80,7 +83,8 @@ class RarHandler final : public ArchiveHandler {
     return AnswerSize(block_.file.unpacked_size, value, io_size);
   }
 
-  [[nodiscard]] uint32_t GetMemberHint() override { return block_.file.solid() ? kHintSolid : 0; }
+  // Of the archive, whatever the member itself is.
+  [[nodiscard]] uint32_t GetMemberHint() override { return is_solid_ ? kHintSolid : 0; }
 
  private:
   // Takes up the file's block; `*shown` is false for one that is no member.
@@ -106,7 +110,8 @@ class RarHandler final : public ArchiveHandler {
   }
 
   uint32_t file_size_ = 0;
-  uint32_t next_at_ = 0;  // the block to read next
+  uint32_t next_at_ = 0;   // the block to read next
+  bool is_solid_ = false;  // says the archive's block
   bool ended_ = false;
   Block block_;  // the current member's
   Chain chain_;
