@@ -177,7 +177,8 @@ BRIX_API const char* GetFirstFileName(BrixNamedArchive archive);
 BRIX_API const char* GetNextFileName(BrixNamedArchive archive);
 
 /* Writes the current member into a new file of the temporary directory and returns its path. The file is the host's
- * to look at until it is handed back with RemoveCurrentFile; the library never deletes one that is not.
+ * to look at until it is handed back with RemoveCurrentFile. One that is not is the host's to delete: the next extraction
+ * forgets it, and no call deletes it, not even CloseArchiveFile.
  *
  * Null, with no file left: BRIX_ERROR_NONE when it is part of a mail and mail is disabled; BRIX_ERROR_LIMIT when the
  * member yields as many bytes as the extract size or the ratio allows, or more; BRIX_ERROR_DAMAGED,

@@ -13,7 +13,8 @@
  *   }
  *
  * Of a public type given as an argument only the low 16 bits count. Texts are zero-terminated; brixcore.h says what paths
- * may be. The functions keep nothing and can be called by any thread at any time.
+ * may be. The functions keep nothing and can be called by any thread at any time. Each call is noted in the log file, when
+ * there is one (byname.h).
  */
 #ifndef BRIXCORE_CATALOGUE_H_
 #define BRIXCORE_CATALOGUE_H_
@@ -36,7 +37,8 @@ typedef struct BrixTypeInfo {
 /* Fills a record.
  *
  * record  out     null asks for the size only.
- * size    in/out  in: bytes at record. out: bytes needed, when record is null or too small; else unchanged.
+ * size    in/out  in: bytes at record. out: bytes needed, when record is null or too small; else unchanged. 69 for GZIP,
+ *                 whose extensions are "gz|z|tgz|taz": two more than are written, and asked for all the same.
  *
  * Returns 0, also when the record was not filled: set `valid` to 0 before and look at it afterwards. -1: size is
  * null, or the type is not known. */

@@ -146,7 +146,7 @@ enum {
 BRIX_API int32_t ArcTkOpenFile(const char* path, uint32_t mode, ArcStream* stream);
 BRIX_API int32_t ArcTkOpenFileW(const wchar_t* path, uint32_t mode, ArcStream* stream);
 
-/* A block of memory of the caller's, for reading. It is neither copied nor freed.
+/* A block of memory of the caller's, for reading: its write and set_size refuse. It is neither copied nor freed.
  *
  * Returns BRIX_OK; BRIX_BAD_ARGUMENT; BRIX_OUT_OF_MEMORY. */
 BRIX_API int32_t ArcTkOpenFixedMemStream(ArcStream* stream, const void* buffer, uint32_t size);

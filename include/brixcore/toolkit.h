@@ -186,7 +186,7 @@ BRIX_API int32_t ArcTk2_CloseArchive(ArcTk2Archive* archive);
  * Common to the four calls: what the member yields beyond the maximum extract size is dropped and the result
  * is BRIX_SIZE_LIMIT, the data so far being valid; such a member is never descended into. When all that was
  * extracted on the way down to this member, counted from the smallest container, reaches the maximum ratio
- * times that container's size, the result is BRIX_RATIO_LIMIT and the member is dropped. BRIX_PART_FAILED:
+ * times that container's size, the result is BRIX_RATIO_LIMIT, also for a file, and the member is dropped. BRIX_PART_FAILED:
  * the member is damaged, encrypted, of an unsupported method, or the target cannot be written. BRIX_FAILED:
  * no current member, because the walk has not begun, has ended, or has just left a damaged container. The
  * walk goes on after any failure.

@@ -36,6 +36,8 @@ ArcTk2ArchiveRecord::Yield ArcTk2ArchiveRecord::ExtractInto(brix::Stream& target
       brix::ExtractLimited(*top_->handler, target, brix::MemberLimit(limits_, sizes));
   was_cut_ = result.was_cut;
   if (!result.ok) return {BRIX_PART_FAILED, result.stored};
+  // Kept: whatever the target, the ratio has a status of its own, although a file that is deleted for another reason
+  // gives -14.
   if (sizes.RatioReached(result.stored, limits_.max_ratio)) return {BRIX_RATIO_LIMIT, result.stored};
   return {was_cut_ ? BRIX_SIZE_LIMIT : BRIX_OK, result.stored};
 }

@@ -168,7 +168,7 @@ const char* BrixNamedArchiveRecord::Extract() {
   }
   char made[brix::kPathBufferSize];
   if (!brix::UniqueFileName(context_.temp_directory, "tmp", made)) return Fail(BRIX_ERROR_NO_TEMPORARY_NAME);
-  // A file that the host did not hand back is forgotten here, and stays.
+  // Kept: a file that the host did not hand back is forgotten here, and stays for the host to delete.
   brix::CopyName(made, path_);
   brix::FileStream file;
   const bool is_open = file.Open(path_, brix::platform::OpenMode::kOwn);

@@ -112,6 +112,7 @@ int32_t ArcTkOpenFileW(const wchar_t* path, uint32_t mode, ArcStream* stream) {
   return Guarded([&] { return OpenFile(path, mode, stream); });
 }
 
+// Kept: writing is refused, although the memory is the caller's and might be written.
 int32_t ArcTkOpenFixedMemStream(ArcStream* stream, const void* buffer, uint32_t size) {
   if (stream == nullptr || buffer == nullptr) return BRIX_BAD_ARGUMENT;
   const std::span block(static_cast<const uint8_t*>(buffer), size);

@@ -250,5 +250,23 @@ TEST(AllocationFailure, AtEveryAllocationOfTheStreamBasedFamiliesHidesNothing) {
   }
 }
 
+TEST(AllocationFailure, KeepsAPlainFailureForFilesAndMemoryStreams) {
+  const TempDir dir;
+  const std::string path = dir.Write("file", Bytes());
+  ArcStream stream{};
+  const auto without_memory = [&](auto open) {
+    countdown = 0;
+    const int32_t status = open();
+    countdown = -1;
+    return status;
+  };
+  EXPECT_EQ(without_memory([&] { return ArcTkOpenFile(path.c_str(), BRIX_FILE_READ, &stream); }),
+            BRIX_FAILED);
+  EXPECT_EQ(without_memory([&] { return ArcTkOpenTempMemStream(&stream); }), BRIX_FAILED);
+  EXPECT_EQ(without_memory([&] { return ArcTkOpenFixedMemStream(&stream, "x", 1); }), BRIX_OUT_OF_MEMORY);
+  EXPECT_EQ(without_memory([&] { return ArcTkOpenTempFile(dir.path.c_str(), &stream); }), BRIX_OUT_OF_MEMORY);
+  EXPECT_EQ(stream.close, nullptr) << "unchanged";
+}
+
 }  // namespace
 }  // namespace brix

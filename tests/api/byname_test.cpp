@@ -268,7 +268,7 @@ TEST(NameBased, TemporaryDirectory) {
   EXPECT_EQ(n.Error(), 12u);
 }
 
-TEST(NameBased, FilesThatAreNotHandedBackStay) {
+TEST(NameBased, KeepsFilesThatAreNotHandedBack) {
   Names n;
   ASSERT_NE(GetFirstFileName(n.archive), nullptr);
   for (int i = 0; i < 3; ++i) ASSERT_NE(ExtractCurrentFile(n.archive), nullptr);

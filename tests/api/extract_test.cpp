@@ -64,6 +64,15 @@ TEST(Extract, LimitsAndDamageDecideWhatIsKeptAndEntered) {
   }
 }
 
+TEST(Extract, KeepsTheRatiosStatusForEveryTarget) {
+  for (const Target target : kAllTargets) {
+    Session s(SzddOfSpaces(1000), Caps{10000, 2, 10});
+    ASSERT_EQ(s.Next(), BRIX_OK);
+    EXPECT_EQ(s.Extract(target).status, -11) << static_cast<int>(target);
+    EXPECT_TRUE(s.dir.List().empty());
+  }
+}
+
 TEST(Extract, KeepsMinusOneAsTheSuccessOfSetArchiveLimits) {
   Session s(Szdd("x"));
   EXPECT_EQ(ArcTk2_SetArchiveLimits(&s.archive, 100), -1);

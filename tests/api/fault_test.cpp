@@ -8,8 +8,8 @@ namespace brix {
 namespace {
 
 constexpr HostFile::Fault kFaults[] = {
-    HostFile::kFail,  HostFile::kPositiveResult, HostFile::kShort, HostFile::kTooMany, HostFile::kNothing,
-    HostFile::kThrow,
+    HostFile::kFail,    HostFile::kPositiveResult, HostFile::kShort,
+    HostFile::kTooMany, HostFile::kNothing,        HostFile::kThrow,
 };
 
 // Targets alternate, so that levels over memory and over files stand on the stack together.

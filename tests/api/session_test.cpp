@@ -64,7 +64,6 @@ TEST(Session, KeepsEnteringMembersOverTheRatioButNotCutOnes) {
       {"a byte longer", Szdd("12345678"), {{bytes, 7}}, {"1 unknown -12 1234", "-5"}},
       {"cut to nothing", Szdd("1"), {{bytes, 0}}, {"1 unknown -12 ", "-5"}},
       {"a cut member is never entered", text, {{bytes, 22}}, {"1 unknown -12 SZDD", "-5"}},
-      {"MiB that wrap", text, {{mebibytes, 4096}}, {"1 unknown -12 ", "-5"}},
       {"MiB", Szdd("1"), {{mebibytes, 1}}, {"1 unknown 0 1", "-5"}},
       {"the later of the two wins", text, {{mebibytes, 1}, {bytes, 3}}, {"1 unknown -12 SZD", "-5"}},
       {"and the other way round", text, {{bytes, 3}, {mebibytes, 0}}, {"1 unknown -12 ", "-5"}},
@@ -82,6 +81,16 @@ TEST(Session, KeepsEnteringMembersOverTheRatioButNotCutOnes) {
       EXPECT_EQ(setting.set(nullptr, setting.value), BRIX_BAD_ARGUMENT);
     }
     EXPECT_EQ(SessionLines(session, true), row.lines) << row.label;
+  }
+}
+
+TEST(Session, KeepsWrappingMebibytesExceptAllBitsSet) {
+  for (const auto& [mebibytes, line] : {std::pair{4096u, "1 unknown -12 "}, {UINT32_MAX, "1 unknown 0 1"}}) {
+    HostFile file{Szdd("1")};
+    HostFactory factory;
+    TkSession session(file.Record(), factory.Record());
+    EXPECT_EQ(ArcTkSetMaxCompressSize(session.handle, mebibytes), BRIX_OK);
+    EXPECT_EQ(SessionLines(session, true), (Lines{line, "-5"}));
   }
 }
 
@@ -248,6 +257,16 @@ TEST(Session, ReadyStreamsAnswerAsTheirKind) {
     EXPECT_EQ(stream.close(stream.context), BRIX_OK);
   }
   EXPECT_EQ(dir.List(), (std::set<std::string>{"file", "new"})) << "the temporary file went with its stream";
+}
+
+TEST(Session, KeepsFixedMemoryFromBeingWritten) {
+  char block[] = "content";
+  ArcStream stream{};
+  ASSERT_EQ(ArcTkOpenFixedMemStream(&stream, block, 7), BRIX_OK);
+  EXPECT_EQ(stream.write(stream.context, 0, "x", 1), BRIX_FAILED);
+  EXPECT_EQ(stream.set_size(stream.context, 7, 0), BRIX_FAILED);
+  EXPECT_STREQ(block, "content");
+  EXPECT_EQ(stream.close(stream.context), BRIX_OK);
 }
 
 TEST(Session, OpensFilesThatTheHostNamesByALink) {

@@ -95,6 +95,23 @@ TEST_F(Log, HoldsTheMessagesOfContextsAndOfTheCatalogue) {
             "Entering: DeInitDecompression()\nReturning from: DeInitDecompression()\nend\n");
 }
 
+TEST_F(Log, KeepsTracingEveryFunctionOfTheCatalogue) {
+  const std::string text = Run(0, [](void* library) {
+    const auto extension = reinterpret_cast<decltype(&GetTypeExtension)>(Symbol(library, "GetTypeExtension"));
+    const auto description =
+        reinterpret_cast<decltype(&GetTypeDescription)>(Symbol(library, "GetTypeDescription"));
+    const auto list = reinterpret_cast<decltype(&GetArcList)>(Symbol(library, "GetArcList"));
+    const auto file = reinterpret_cast<decltype(&GetArcFileType)>(Symbol(library, "GetArcFileType"));
+    (void)(extension(0, nullptr, nullptr) + description(0, 0, nullptr, 0) + list(nullptr, 0, nullptr));
+    (void)file(nullptr, nullptr);
+  });
+  std::string expected = "init\n";
+  for (const std::string name : {"GetTypeExtension", "GetTypeDescription", "GetArcList", "GetArcFileType"}) {
+    expected += "Entering: " + name + "()\nReturning from: " + name + "()\n";
+  }
+  EXPECT_EQ(text, expected + "end\n");
+}
+
 // Lines come in any order, but whole, also once they no longer fit in the buffer.
 TEST_F(Log, ThreadsShareIt) {
   const std::string text = Run(0, [](void* library) {
