@@ -67,6 +67,7 @@ int32_t ArcArchiveRecord::ExtractMember(const ArcStream& output) {
   brix::HostStream target(output);
   brix::BufferedWriteStream out(&target);
   uint32_t produced = 0;
+  handler_->RestartMember();
   const bool extracted = handler_->ExtractMember(&out, UINT32_MAX, &produced);
   const bool flushed = out.Flush();  // after a failure too: the host keeps what came
   return extracted && flushed ? BRIX_OK : BRIX_FAILED;

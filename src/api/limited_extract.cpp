@@ -12,6 +12,7 @@ LimitedExtraction ExtractLimited(ArchiveHandler& handler, Stream& target, uint32
   LimitedWriteStream limited(&target, limit);
   BufferedWriteStream out(&limited);
   uint32_t produced = 0;
+  handler.RestartMember();
   // Saturates: 0 would mean no limit to the handler.
   const bool extracted = handler.ExtractMember(&out, limit == UINT32_MAX ? limit : limit + 1, &produced);
   const bool flushed = out.Flush();  // after a failure too: a host's stream keeps what came

@@ -85,6 +85,10 @@ class ArchiveHandler {
   [[nodiscard]] virtual bool Reserved13();  // Kept: overridden by no class; holds slot 13
   [[nodiscard]] virtual uint32_t GetTypeId();
 
+  // Makes the next extraction begin at the member's start where it would go on after the last. The exported functions
+  // call it before each, so that a second extraction gives the same bytes, or fails.
+  virtual void RestartMember() {}
+
   // What was passed over so far.
   [[nodiscard]] uint32_t unseen() const { return unseen_; }
 

@@ -30,7 +30,8 @@ TEST(Reopen, BeginsTheWalkAnew) {
   for (const char* file :
        {"cabinet/mszip.cab", "cabinet/quantum.cab", "chm/manual.chm", "msi/two-streams.msi",
         "nested/setup.exe", "office/nested.xls", "office/objects.ppt", "office/package.doc",
-        "office/package.ole", "szdd/nested.tx_", "zip/plain.zip", "nsis/zlib.exe", "nsis/bzip2-solid.exe"}) {
+        "office/package.ole", "szdd/nested.tx_", "zip/plain.zip", "nsis/zlib.exe", "nsis/bzip2-solid.exe",
+        "rar/lz.rar", "ppmd/solid.rar"}) {
     const std::vector<uint8_t> bytes = Fixture(file);
     FixedMemoryStream in(bytes);
     const std::unique_ptr<ArchiveHandler> handler(Formats().CreateArchiveHandlerAnyType(&in, 0, 0));

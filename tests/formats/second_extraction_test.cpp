@@ -1,6 +1,6 @@
 // second_extraction_test.cpp - a member that is extracted again gives the same bytes, or fails; and those after it are
-// none the worse for it. Of Office documents alone an extraction continues the one before; the test that keeps that is
-// Office.KeepsGoingOnWhereAnExtractionWithALimitEnded.
+// none the worse for it. Of Office documents alone an extraction continues the one before unless the member is started
+// again; the test that keeps that is Office.KeepsGoingOnWhereAnExtractionWithALimitEnded.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -78,10 +78,10 @@ void ExtractTwice(const Sample& sample, First first) {
       EXPECT_EQ(ok, member.extracted);
       EXPECT_EQ(Text(out.bytes()), Text(member.data));
     }
+    handler->RestartMember();
     if (handler->ExtractMember(&again, 0, &written)) {
       EXPECT_TRUE(member.extracted);
-      const bool goes_on = sample.type_id >= 17 && sample.type_id <= 20;
-      EXPECT_EQ(Text(again.bytes()), Text(member.data).substr(goes_on ? out.bytes().size() : 0));
+      EXPECT_EQ(Text(again.bytes()), Text(member.data));
     }
     ASSERT_TRUE(handler->NextMember(name));
   }

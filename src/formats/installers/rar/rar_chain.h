@@ -47,7 +47,11 @@ struct Block {
 // decoded: what the host passed over is decoded when a later member needs it, each member once at the most.
 class Chain {
  public:
-  void SetInput(DecoderInput* in) { in_ = in; }
+  // Begins a walk over the archive in `in`.
+  void Start(DecoderInput* in) {
+    in_ = in;
+    started_ = begun_ = broken_ = false;
+  }
 
   // Told of every file's block, in order.
   void Pass(const Block& block);

@@ -35,7 +35,8 @@ class RarHandler final : public ArchiveHandler {
     if (!LocateRar(*read_stream_, &next_at_)) return Refuse("rar: no signature");
     if (!read_stream_->GetSize(&file_size_)) return Refuse("rar: no file size");
     NoteUnseenBefore(next_at_);
-    chain_.SetInput(&packed_);
+    chain_.Start(&packed_);
+    ended_ = false;
     return NextMember(name);
   }
 

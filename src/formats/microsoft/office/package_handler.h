@@ -17,18 +17,22 @@ class PackageHandler : public ArchiveHandler {
   // Kept: an extraction with a limit is continued by the next one; after one without a limit, nothing is left
   // to extract.
   [[nodiscard]] bool ExtractMember(Stream* out, uint32_t max_bytes, uint32_t* written) override;
+  void RestartMember() override;
 
  protected:
   // Makes the package in this stream of `file` the current member and writes its name. False when it holds
   // none; the former member is then lost. `file` must live as long as the package is current.
   [[nodiscard]] bool TakePackage(compound::CompoundFile& file, const compound::Entry& stream, char* name);
-  void DropPackage() { remaining_ = 0; }
+  void DropPackage() {
+    package_ = {};
+    remaining_ = 0;
+  }
 
  private:
   compound::ChainStream stream_;  // the package stream
-  uint32_t data_offset_ = 0;      // in it, of what is still to be extracted
-  uint32_t data_size_ = 0;        // bytes
-  uint32_t remaining_ = 0;        // of those
+  Package package_;
+  uint32_t data_offset_ = 0;  // in the stream, of what is still to be extracted
+  uint32_t remaining_ = 0;    // bytes
   CopyDecoder decoder_;
 };
 

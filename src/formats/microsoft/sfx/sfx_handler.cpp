@@ -39,6 +39,9 @@ class SelfExtractorHandler final : public ArchiveHandler {
     return inner_ != nullptr && Told(inner_->ExtractMember(out, max_bytes, written));
   }
 
+  void RestartMember() override {
+    if (inner_ != nullptr) inner_->RestartMember();
+  }
   [[nodiscard]] bool SetContext(uint64_t value) override {
     return inner_ != nullptr ? inner_->SetContext(value) : ArchiveHandler::SetContext(value);
   }
