@@ -170,14 +170,18 @@ class Listing(ToolTest):
         self.assertEqual(rows[-1], {"file": "missing", "status": "unreadable"})
 
     def test_names_cannot_steer_the_terminal(self):
+        hidden = "\u00ad\u034f\u115f\u180e\u200b\u200d\u2028\u2060\u3164\ufdd0\ufe0f\ufeff\uffa0\uffff\U000e0041\U0010fffe"
         names = [b"\x1b]0;owned\x07", "abc\u202efdp.exe".encode(), b"caf\xe9", "caf\u00e9".encode(), b"back\\slash",
-                 b'quo"te', b"new\nline"]
+                 b'quo"te', b"new\nline", *(f"a{c}b".encode() for c in hidden)]
         self.file("f.zip", make_zip([(n, b"data") for n in names]))
         text = self.brix("ls", "f.zip")[1]
         for spelling in (b"\\x1b]0;owned\\x07", b"abc\\xe2\\x80\\xaefdp.exe", b"caf\\xe9", "caf\u00e9".encode(),
                          b"back\\\\slash", b'quo"te', b"new\\x0aline"):
             self.assertIn(b" " + spelling + b"\n", text)
         self.assertFalse(any(c < 32 and c != 10 for c in text))
+        for output in (text, self.brix("ls", "--json", "f.zip")[1]):
+            self.assertEqual(set(hidden) & set(output.decode()), set())
+        self.assertIn(b" a\\xf3\\xa0\\x81\\x81b\n", text)
         found = [bytes.fromhex(r["name_hex"]) if "name_hex" in r else r["name"].encode() for r in self.json("f.zip")]
         self.assertEqual(found, names)
 
