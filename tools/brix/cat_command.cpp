@@ -4,10 +4,8 @@
 // ls` shows in its tree, the names joined by '/'; both the stored bytes and the escaped spelling of the
 // listing are understood. With several members of one path the first is taken. Its bytes are written as they are
 // decoded, in constant memory: of a damaged member, those before the damage.
-#include <cstdio>
-
 #include "commands.h"
-#include "system.h"
+#include "output.h"
 #include "text.h"
 
 namespace brix::tool {
@@ -25,17 +23,14 @@ class Printer : public Visitor {
 
   bool OnMember(const Member&) override {
     found_ = is_exact_;
-    written_ = written_ && (!found_ || std::fflush(stdout) == 0);
     return !found_;
   }
 
   bool OnData(const void* data, size_t size) override {
-    written_ = std::fwrite(data, 1, size, stdout) == size;
-    return written_;
+    return WriteOutput({static_cast<const char*>(data), size});
   }
 
   [[nodiscard]] bool found() const { return found_; }
-  [[nodiscard]] bool written() const { return written_; }
 
  private:
   // Whether the wanted path is this one or goes on below it.
@@ -48,14 +43,12 @@ class Printer : public Visitor {
   const std::string& wanted_;
   bool is_exact_ = false;  // of the path asked about last
   bool found_ = false;
-  bool written_ = true;
 };
 
 }  // namespace
 
 int RunCat(const Options& options) {
   const ToolkitPtr toolkit = MakeToolkit(options.limits);
-  MakeStandardOutputBinary();
   return RunFiles(options.files, 1, [&](size_t index, Report& report) {
     const std::string& file = options.files[index];
     OpenFile input;
@@ -63,7 +56,6 @@ int RunCat(const Options& options) {
     Printer printer(options.member);
     WalkArchive(input.archive(), file, options.limits, &printer, &report);
     if (!printer.found()) report.Problem(kExitCannotRead, file, options.member, "no such member");
-    if (!printer.written()) report.Problem(kExitCannotRead, {}, {}, "cannot write to standard output");
   });
 }
 

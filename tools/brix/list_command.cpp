@@ -3,6 +3,7 @@
 // The text is the same on a terminal and in a pipe. A line is held back until the next member shows whether
 // the walk went into this one, because its type stands at the end of its line.
 #include "commands.h"
+#include "output.h"
 #include "text.h"
 #include "type_names.h"
 
@@ -28,7 +29,7 @@ class Lister : public Visitor {
     type_ = BRIX_TYPE_NONE;
     // A problem is reported right after this call; its line belongs behind the member's.
     if (result_ != MemberResult::kOk) Flush();
-    return true;
+    return !OutputFailed();
   }
 
   void OnEnter(uint32_t type) override {

@@ -60,8 +60,8 @@ class Report {
 
   void Tick(std::string_view file, uint32_t bytes) { progress_->Tick(file, bytes); }
 
-  // Prints what is kept. False when standard output cannot take it.
-  [[nodiscard]] bool Print();
+  // Prints what is kept.
+  void Print();
 
   [[nodiscard]] int exit_code() const { return exit_code_; }
 
@@ -75,7 +75,6 @@ class Report {
   Progress* progress_;
   std::vector<Piece> pieces_;
   int exit_code_ = kExitInspected;
-  bool printed_ = true;
 };
 
 // Runs `work` for each file, `jobs` at a time, and prints the reports in input order. The exit code of all.

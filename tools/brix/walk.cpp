@@ -5,6 +5,7 @@
 #include <cstring>
 #include <span>
 
+#include "output.h"
 #include "system.h"
 
 namespace brix::tool {
@@ -120,7 +121,9 @@ bool StreamMember(ArcTk2Archive archive, std::string_view file, Member member, V
   member.result = ResultOf(archive, ArcTk2_ExtractToStream(&archive, &sink));
   const bool go_on = visitor->OnMember(member);
   const ResultText& text = TextOf(member.result);
-  if (text.code != kExitInspected) report->Problem(text.code, file, member.path, text.sentence);
+  // A visitor that took no more of it knows why.
+  if (text.code != kExitInspected && !OutputFailed())
+    report->Problem(text.code, file, member.path, text.sentence);
   return go_on;
 }
 
