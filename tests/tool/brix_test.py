@@ -3,6 +3,7 @@
 
 usage: brix_test.py [EMULATOR] PROGRAM
 """
+import gzip
 import io
 import json
 import os
@@ -14,6 +15,7 @@ import sys
 import tempfile
 import unittest
 import zipfile
+import zlib
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLE = ROOT / "examples" / "nested.zip"
@@ -62,6 +64,7 @@ def truncated_inner():
 PLAIN = make_zip([("one.txt", b"1" * 100), ("two.txt", b"22")])
 NESTED = make_zip([("inner.zip", make_zip([("a.txt", b"alpha"), ("deep.zip", PLAIN)])), ("z.txt", b"zulu")])
 BOMB = make_zip([("zeros", bytes(300000)), ("x.txt", b"tail")])
+QXZIP = b"QXZIP\x04" + bytes(60)
 
 
 class ToolTest(unittest.TestCase):
@@ -178,6 +181,11 @@ class ExitCodes(ToolTest):
             ("not an archive", b"plain words", (), 3, "f.zip: not an archive"),
             ("cut in half", PLAIN[:len(PLAIN) // 2], (), 3, "f.zip: not an archive"),
             ("empty", b"", (), 3, "empty file"),
+            ("member goes on elsewhere", (RAR / "lz.rar").read_bytes(), (), 1, "f.zip: members that begin or go on"),
+            ("mail with nothing", b"From: a@b.example\nSubject: s\n\nwords\n", (), 1, "f.zip: a mail with nothing"),
+            ("data after the end", gzip.compress(b"x") + b"more", (), 1, "f.zip: data that belong to no member"),
+            ("not read", b"\x1f\x9d\x90abc", (), 3, "f.zip: recognised as unixz, not read"),
+            ("not described", QXZIP, (), 3, "f.zip: recognised as qxzip, layout not described, not read"),
         )
         for label, content, options, code, message in rows:
             self.file("f.zip", content)
@@ -233,6 +241,10 @@ class Listing(ToolTest):
             (0, "zip", "z.txt", 4, None)])
         self.assertEqual({r["status"] for r in rows[:-1]}, {"ok"})
         self.assertEqual(rows[-1], {"file": "missing", "status": "unreadable"})
+        self.file("q", QXZIP)
+        self.file("g.gz", gzip.compress(b"x") + b"more")
+        self.assertEqual([r for r in self.json("q", "g.gz") if "path" not in r], [
+            {"file": "q", "status": "not-read", "type": "qxzip"}, {"file": "g.gz", "status": "data-outside"}])
 
     def test_names_cannot_steer_the_terminal(self):
         hidden = "\u00ad\u034f\u115f\u180e\u200b\u200d\u2028\u2060\u3164\ufdd0\ufe0f\ufeff\uffa0\uffff\U000e0041\U0010fffe"
@@ -265,6 +277,15 @@ class Listing(ToolTest):
         code, out, errors = self.brix("id", "a.zip", "b", "c")
         self.assertEqual((code, errors), (3, []))
         self.assertEqual(out, b"a.zip: ZIP archive\nb: Microsoft compressed file\nc: not an archive\n")
+        self.file("q", QXZIP)
+        code, out, errors = self.brix("id", "--json", "a.zip", "none", "c", "q")
+        self.assertEqual((code, errors), (4, ["brix: none: not found"]))
+        self.assertEqual([json.loads(line) for line in out.splitlines()], [
+            {"file": "a.zip", "type": "zip", "status": "ok"}, {"file": "none", "status": "unreadable"},
+            {"file": "c", "type": "none", "status": "not-an-archive"}, {"file": "q", "type": "qxzip", "status": "not-read"}])
+        for content, answer in ((QXZIP, b"QX Zip archive (qxzip, layout not described, not read)"),
+                                (b"\x1f\x9d\x90abc", b"Unix compress file (unixz, not read)")):
+            self.assertEqual(self.brix("id", "-", stdin=content), (3, b"-: " + answer + b"\n", []))
 
     def test_wildcards(self):
         if not UNDER_EMULATOR and os.name != "nt":  # the shell does it, and names may hold such characters
@@ -342,6 +363,22 @@ class Extracting(ToolTest):
         self.assertEqual(self.brix("x", "f.zip", "-o", "out", "--max-size", "10")[0], 2)
         self.assertEqual(self.tree("out"), {"one.txt": b"1" * 10, "two.txt": b"22"})
 
+    def test_damaged_member_keeps_what_came(self):
+        content = os.urandom(50000)
+        deflater = zlib.compressobj(wbits=-15)
+        packed = deflater.compress(content) + deflater.flush(zlib.Z_FULL_FLUSH) + b"\xff" * 20  # no such type of block
+        inner = patch_headers(make_zip([("a.bin", packed), ("in/b.bin", packed)], zipfile.ZIP_STORED), 8, 10, 8)
+        self.file("f.zip", make_zip([("one.zip", PLAIN), ("two.zip", inner), ("three.zip", inner)]))
+        code, _, errors = self.brix("x", "f.zip", "-o", "out")
+        tree = self.tree("out")
+        self.assertEqual((code, len(errors), len(tree)), (1, 4, 9))
+        for error, path in zip(errors, (f"{c}.zip/{m}" for c in ("two", "three") for m in ("a.bin", "in/b.bin"))):
+            found = tree[path.replace("/", ".d/", 1)]
+            self.assertEqual(error, f"brix: f.zip: {path}: damaged, only its first {len(found)} bytes extracted")
+            self.assertGreater(len(found), 40000)
+            self.assertEqual(found, content[:len(found)])
+            self.assertEqual(self.brix("cat", "f.zip", path), (1, found, [error]))
+
     def test_directory_that_cannot_be_made(self):
         self.file("f.zip", PLAIN)
         code, _, errors = self.brix("x", "f.zip", "-o", "f.zip/out")
@@ -357,6 +394,19 @@ class Cat(ToolTest):
         for path, content in rows:
             self.assertEqual(self.brix("cat", "f.zip", path), (0, content, []), path)
         self.assertEqual(self.brix("cat", "-", "two.txt", stdin=PLAIN), (0, b"22", []))
+
+    def test_repeated_paths(self):
+        inner = [make_zip([("a.txt", b"%d" % i), ("a.txt", b"%d again" % i)]) for i in range(2)]
+        self.file("f.zip", make_zip([("in.zip", inner[0]), ("in.zip/a.txt", b"flat"), ("in.zip", inner[1])]))
+        for n, content in enumerate((b"0", b"0 again", b"flat", b"1", b"1 again"), 1):
+            self.assertEqual(self.brix("cat", "f.zip", "in.zip/a.txt", "--nth", str(n)), (0, content, []))
+        self.assertEqual(self.brix("cat", "f.zip", "in.zip/a.txt", "--nth", "6"),
+                         (4, b"", ["brix: f.zip: in.zip/a.txt: only 5 with this path"]))
+        self.assertEqual(self.brix("cat", "f.zip", "in.zip", "--nth", "2")[:2], (0, inner[1]))
+        self.assertEqual(self.brix("cat", "f.zip", "in.zip", "--nth", "0")[0], 64)
+        odd = make_zip([(b"o\x1bd", b"escape"), (b"o\\x1bd", b"backslash")])
+        for path, content in (("o\\x1bd", b"backslash"), ("o\\\\x1bd", b"backslash"), ("o\x1bd", b"escape")):
+            self.assertEqual(self.brix("cat", "-", path, stdin=odd), (0, content, []), path)
 
     def test_failures(self):
         self.file("f.zip", PLAIN)

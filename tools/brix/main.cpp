@@ -18,9 +18,11 @@ namespace {
 
 constexpr char kFooter[] =
     "brix FILE... is the same as brix ls FILE...\n\n"
-    "Exit codes: 0 everything inspected; 1 something inside is damaged, encrypted or\n"
-    "unsupported; 2 a limit cut something; 3 a file is not an archive; 4 a file cannot\n"
-    "be read or output cannot be written; 64 wrong usage. The highest one wins.";
+    "Exit codes: 0 everything inspected; 1 something inside was not inspected: damaged,\n"
+    "encrypted, unsupported, in another volume, data of no member, or a mail with nothing\n"
+    "to show; 2 a limit cut something; 3 a file is not an archive, or of a type that is\n"
+    "not read; 4 a file cannot be read or output cannot be written; 64 wrong usage. The\n"
+    "highest one wins.";
 
 constexpr std::string_view kCommands[] = {"id", "ls", "x", "cat"};
 
@@ -175,6 +177,9 @@ int Main(std::vector<std::string> arguments) {
   std::string file;
   cat->add_option("FILE", file, "The file; - is standard input")->required();
   cat->add_option("MEMBER", options.member, "Its path as ls shows it, such as inner.zip/a.txt")->required();
+  cat->add_option("--nth", options.nth, "Which of the members with that path, as ls orders them")
+      ->check(CLI::Range(uint32_t{1}, UINT32_MAX))
+      ->capture_default_str();
   AddLimits(cat, &options);
 
   const int exit_code = Parse(&app, arguments);

@@ -17,9 +17,9 @@ namespace brix::tool {
 // With several reasons the highest number wins.
 enum ExitCode : int {
   kExitInspected = 0,
-  kExitMember = 1,      // a member or nested container is damaged, encrypted or unsupported
+  kExitMember = 1,      // something inside was not inspected: damaged, encrypted, unsupported, passed over
   kExitLimit = 2,       // a limit cut something
-  kExitNotArchive = 3,  // a file is no known container
+  kExitNotArchive = 3,  // a file is no known container, or one of a type that is not read
   kExitCannotRead = 4,  // a file cannot be read, a member is not there, or output cannot be written
   kExitUsage = 64
 };
