@@ -110,7 +110,7 @@ std::string_view SimilarCommand(std::string_view word) {
   return {};
 }
 
-// Puts `ls` in front of a file that stands where a command should. False: what stands there is neither.
+// Puts `ls` before a file that was given in place of a command. False: it is neither a command nor a file.
 bool CompleteCommand(std::vector<std::string>* arguments) {
   if (arguments->size() < 2) return true;  // reported with the rest
   const std::string& first = (*arguments)[1];
