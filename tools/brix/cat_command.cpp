@@ -1,14 +1,13 @@
 // cat_command.cpp - `brix cat`: one member's bytes to standard output.
 //
-// Only the containers on the way to the member are extracted. A member is addressed by the path that `brix
-// ls` shows in its tree, the names joined by '/'; both the stored bytes and the escaped spelling of the
-// listing are understood. With several members of one path the first is taken. Its bytes are written as they are
-// decoded, in constant memory: of a damaged member, those before the damage.
-#include <cstdio>
-
-#include "commands.h"
-#include "system.h"
+// Only the containers on the way to the member are extracted. A member is addressed by its path, the names joined by
+// '/', as stored; only when no member has that path it is taken for the escaped spelling of the listing. Names repeat,
+// so --nth chooses among the members of one path, in the order of `brix ls`. The bytes are written as they are decoded,
+// in constant memory: of a damaged member, those before the damage.
+#include "open_file.h"
+#include "output.h"
 #include "text.h"
+#include "walk.h"
 
 namespace brix::tool {
 
@@ -16,54 +15,49 @@ namespace {
 
 class Printer : public Visitor {
  public:
-  explicit Printer(const std::string& wanted) : wanted_(wanted) {}
+  Printer(const Options& options, bool is_escaped)
+      : wanted_(options.member), nth_(options.nth), is_escaped_(is_escaped) {}
 
   Want Choose(std::string_view path) override {
-    if (Leads(path) || Leads(EscapeForTerminal(path))) return is_exact_ ? Want::kStream : Want::kSize;
-    return Want::kSkip;
+    const std::string shown = is_escaped_ ? EscapeForTerminal(path) : std::string(path);
+    if (wanted_.compare(0, shown.size(), shown) != 0) return Want::kSkip;
+    if (wanted_.size() != shown.size()) return wanted_[shown.size()] == '/' ? Want::kSize : Want::kSkip;
+    return ++seen_ == nth_ ? Want::kStream : Want::kSkip;
   }
 
-  bool OnMember(const Member&) override {
-    found_ = is_exact_;
-    written_ = written_ && (!found_ || std::fflush(stdout) == 0);
-    return !found_;
+  bool OnMember(const Member&) override { return !found(); }
+
+  bool OnData(const void* data, size_t size) noexcept override {
+    return WriteOutput({static_cast<const char*>(data), size});
   }
 
-  bool OnData(const void* data, size_t size) override {
-    written_ = std::fwrite(data, 1, size, stdout) == size;
-    return written_;
-  }
-
-  [[nodiscard]] bool found() const { return found_; }
-  [[nodiscard]] bool written() const { return written_; }
+  // How many members with the path there were, up to the one wanted.
+  [[nodiscard]] uint32_t seen() const { return seen_; }
+  [[nodiscard]] bool found() const { return seen_ == nth_; }
 
  private:
-  // Whether the wanted path is this one or goes on below it.
-  bool Leads(std::string_view path) {
-    if (wanted_.compare(0, path.size(), path) != 0) return false;
-    is_exact_ = wanted_.size() == path.size();
-    return is_exact_ || wanted_[path.size()] == '/';
-  }
-
   const std::string& wanted_;
-  bool is_exact_ = false;  // of the path asked about last
-  bool found_ = false;
-  bool written_ = true;
+  const uint32_t nth_;
+  const bool is_escaped_;
+  uint32_t seen_ = 0;
 };
 
 }  // namespace
 
 int RunCat(const Options& options) {
-  const ToolkitPtr toolkit = MakeToolkit(options.limits);
-  MakeStandardOutputBinary();
-  return RunFiles(options.files, 1, [&](size_t index, Report& report) {
-    const std::string& file = options.files[index];
-    OpenFile input;
-    if (input.Open(toolkit.get(), file, &report) != kExitInspected) return;
-    Printer printer(options.member);
-    WalkArchive(input.archive(), file, options.limits, &printer, &report);
-    if (!printer.found()) report.Problem(kExitCannotRead, file, options.member, "no such member");
-    if (!printer.written()) report.Problem(kExitCannotRead, {}, {}, "cannot write to standard output");
+  return RunArchives(options, [&](size_t, OpenFile& input, Report& report) {
+    uint32_t seen = 0;
+    for (const bool is_escaped : {false, true}) {
+      // Without a backslash both spellings are the same.
+      if (is_escaped && (options.member.find('\\') == std::string::npos || !input.OpenAgain())) break;
+      Printer printer(options, is_escaped);
+      WalkArchive(&input, options.limits, &printer, &report);
+      seen = printer.seen();
+      if (seen != 0) break;
+    }
+    if (seen == options.nth) return;
+    const std::string only = "only " + std::to_string(seen) + " with this path";
+    report.Problem(kExitCannotRead, input.path(), options.member, seen == 0 ? "no such member" : only);
   });
 }
 

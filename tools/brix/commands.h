@@ -1,12 +1,17 @@
 // commands.h - what the program can do; one file each. All return the program's exit code.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "walk.h"
-
 namespace brix::tool {
+
+struct Limits {
+  uint32_t max_depth = 9;        // levels of containers that are walked, the file itself being the first
+  uint32_t max_size = 52428800;  // bytes a member may yield
+  uint32_t max_ratio = 1000;     // bytes out for each byte of the smallest container on the way
+};
 
 struct Options {
   std::vector<std::string> files;
@@ -16,6 +21,7 @@ struct Options {
   bool verbose = false;
   std::string target;  // x: the directory to write to
   std::string member;  // cat: the member's path
+  uint32_t nth = 1;    // cat: which of the members with that path
 };
 
 [[nodiscard]] int RunId(const Options& options);

@@ -2,10 +2,14 @@
 //
 // The members of a container that was written as "inner.zip" go to the folder "inner.zip.d" beside it. With
 // more than one file, each file has a folder of its own, named in the same way.
-#include "commands.h"
+#include <new>
+#include <utility>
+
+#include "open_file.h"
 #include "safe_path.h"
 #include "target_dir.h"
 #include "text.h"
+#include "walk.h"
 
 namespace brix::tool {
 
@@ -21,12 +25,24 @@ class Extractor : public Visitor {
   bool OnMember(const Member& member) override {
     folders_.resize(size_t{member.depth} + 1);
     written_.clear();
-    if (member.data == nullptr) return true;  // the walk reports why
+    const std::vector<uint8_t> beginning = std::exchange(beginning_, {});
+    const uint8_t* data = member.data != nullptr || beginning.empty() ? member.data : beginning.data();
+    if (data == nullptr) return true;  // the walk reports why
     std::string why;
-    if (!target_->Write(folders_.back(), member.name, member.data, member.size, &written_, &why)) {
+    if (!target_->Write(folders_.back(), member.name, data, member.size, &written_, &why)) {
       report_->Problem(kExitCannotRead, file_, member.path, "cannot be written: " + why);
     } else if (verbose_) {
       report_->Out(EscapeForTerminal(Join(written_)) + "\n");
+    }
+    return true;
+  }
+
+  bool OnData(const void* data, size_t size) noexcept override {
+    const auto* const bytes = static_cast<const uint8_t*>(data);
+    try {
+      beginning_.insert(beginning_.end(), bytes, bytes + size);
+    } catch (const std::bad_alloc&) {
+      return false;
     }
     return true;
   }
@@ -44,8 +60,9 @@ class Extractor : public Visitor {
   const bool verbose_;
   TargetDir* target_;
   Report* report_;
-  std::vector<SafePath> folders_;  // by depth: where that container's members go
-  SafePath written_;               // of the member told last; empty: it was not written
+  std::vector<SafePath> folders_;   // by depth: where that container's members go
+  SafePath written_;                // of the member told last; empty: it was not written
+  std::vector<uint8_t> beginning_;  // of a damaged member
 };
 
 // A folder for each file, numbered here so that it does not depend on which thread comes first.
@@ -63,20 +80,16 @@ std::vector<SafePath> FoldersFor(const std::vector<std::string>& files) {
 }  // namespace
 
 int RunExtract(const Options& options) {
-  const ToolkitPtr toolkit = MakeToolkit(options.limits);
   const std::vector<SafePath> folders = FoldersFor(options.files);
-  return RunFiles(options.files, options.jobs, [&](size_t index, Report& report) {
-    const std::string& file = options.files[index];
-    OpenFile input;
-    if (input.Open(toolkit.get(), file, &report) != kExitInspected) return;
+  return RunArchives(options, [&](size_t index, OpenFile& input, Report& report) {
     TargetDir target;
     std::string why;
     if (!target.Open(options.target, folders[index], &why)) {
       report.Problem(kExitCannotRead, options.target, {}, "cannot be written to: " + why);
       return;
     }
-    Extractor extractor(file, options.verbose, &target, &report);
-    WalkArchive(input.archive(), file, options.limits, &extractor, &report);
+    Extractor extractor(input.path(), options.verbose, &target, &report);
+    WalkArchive(&input, options.limits, &extractor, &report);
   });
 }
 

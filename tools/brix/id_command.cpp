@@ -1,24 +1,29 @@
 // id_command.cpp - `brix id`: what each file is. Nothing is extracted.
-#include "commands.h"
+#include "open_file.h"
 #include "text.h"
-#include "type_names.h"
 
 namespace brix::tool {
 
 namespace {
 
-void Print(const Options& options, const std::string& file, const TypeName& name, Report* report) {
-  std::string line;
-  if (options.json) {
-    line = "{";
-    AppendJsonText("file", file, &line);
+std::string JsonLine(const std::string& file, const Opened& opened) {
+  std::string line = "{";
+  AppendJsonText("file", file, &line);
+  line += ',';
+  if (opened.code != kExitCannotRead) {
+    AppendJsonText("type", opened.type->word, &line);
     line += ',';
-    AppendJsonText("type", name.word, &line);
-    line += "}\n";
-  } else {
-    line = EscapeForTerminal(file) + ": " + name.description + "\n";
   }
-  report->Out(line);
+  AppendJsonText("status", opened.word, &line);
+  return line + "}\n";
+}
+
+std::string TextLine(const std::string& file, const Opened& opened) {
+  std::string line = EscapeForTerminal(file) + ": " + opened.type->description;
+  if (opened.code != kExitInspected && opened.type != &kNoType) {
+    line += std::string(" (") + opened.type->word + ", " + opened.type->note + ")";
+  }
+  return line + "\n";
 }
 
 }  // namespace
@@ -27,20 +32,16 @@ int RunId(const Options& options) {
   const ToolkitPtr toolkit = MakeToolkit(options.limits);
   return RunFiles(options.files, options.jobs, [&](size_t index, Report& report) {
     const std::string& file = options.files[index];
-    OpenFile input;
-    std::string why;
-    const ExitCode code = input.TryOpen(toolkit.get(), file, &why);
-    if (code != kExitInspected && code != kExitNotArchive) {
-      report.Problem(code, file, {}, why);
-      return;
+    const OpenFile input(toolkit.get(), file);
+    const Opened& opened = input.opened();
+    const bool is_readable = opened.code != kExitCannotRead;
+    if (options.json) report.Out(JsonLine(file, opened));
+    if (!options.json && is_readable) report.Out(TextLine(file, opened));
+    if (is_readable) {
+      report.NoteExitCode(opened.code);  // "not an archive" is the answer, not a problem
+    } else {
+      report.Problem(opened.code, file, {}, opened.why);
     }
-    report.NoteExitCode(code);  // "not an archive" is the answer, not a problem
-    uint32_t type = BRIX_TYPE_NONE;
-    if (code == kExitInspected) {
-      ArcTk2Archive archive = input.archive();
-      ArcTk2_ArchiveGetTopLevelType(&archive, &type);
-    }
-    Print(options, file, NameOfType(type), &report);
   });
 }
 

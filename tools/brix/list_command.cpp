@@ -2,9 +2,10 @@
 //
 // The text is the same on a terminal and in a pipe. A line is held back until the next member shows whether
 // the walk went into this one, because its type stands at the end of its line.
-#include "commands.h"
+#include "open_file.h"
+#include "output.h"
 #include "text.h"
-#include "type_names.h"
+#include "walk.h"
 
 namespace brix::tool {
 
@@ -26,9 +27,9 @@ class Lister : public Visitor {
     path_ = member.path;
     result_ = member.result;
     type_ = BRIX_TYPE_NONE;
-    // A problem is reported right after this call; its line belongs behind the member's.
+    // A problem is reported right after this call; its line belongs after the member's.
     if (result_ != MemberResult::kOk) Flush();
-    return true;
+    return !OutputFailed();
   }
 
   void OnEnter(uint32_t type) override {
@@ -47,6 +48,16 @@ class Lister : public Visitor {
     }
     line += is_encrypted ? ",\"status\":\"encrypted-list\"}\n" : ",\"status\":\"damaged-list\"}\n";
     report_->Out(line);
+  }
+
+  void OnUnseen(const UnseenText& text) override {
+    Flush();
+    if (!json_) return;
+    std::string line = "{";
+    AppendJsonText("file", file_, &line);
+    line += ',';
+    AppendJsonText("status", text.word, &line);
+    report_->Out(line + "}\n");
   }
 
   void Flush() {
@@ -104,32 +115,14 @@ class Lister : public Visitor {
   MemberResult result_ = MemberResult::kOk;
 };
 
-std::string FailureLine(const std::string& file, ExitCode code) {
-  std::string line = "{";
-  AppendJsonText("file", file, &line);
-  line += ',';
-  AppendJsonText("status", code == kExitNotArchive ? "not-an-archive" : "unreadable", &line);
-  return line + "}\n";
-}
-
 }  // namespace
 
 int RunList(const Options& options) {
-  const ToolkitPtr toolkit = MakeToolkit(options.limits);
-  return RunFiles(options.files, options.jobs, [&](size_t index, Report& report) {
-    const std::string& file = options.files[index];
-    OpenFile input;
-    const ExitCode code = input.Open(toolkit.get(), file, &report);
-    if (code != kExitInspected) {
-      if (options.json) report.Out(FailureLine(file, code));
-      return;
-    }
-    ArcTk2Archive archive = input.archive();
-    uint32_t type = BRIX_TYPE_NONE;
-    ArcTk2_ArchiveGetTopLevelType(&archive, &type);
-    if (!options.json) report.Out(EscapeForTerminal(file) + "  [" + NameOfType(type).word + "]\n");
+  return RunArchives(options, [&](size_t, OpenFile& input, Report& report) {
+    const std::string& file = input.path();
+    if (!options.json) report.Out(EscapeForTerminal(file) + "  [" + input.opened().type->word + "]\n");
     Lister lister(file, options.json, &report);
-    WalkArchive(archive, file, options.limits, &lister, &report);
+    WalkArchive(&input, options.limits, &lister, &report);
     lister.Flush();
   });
 }

@@ -1,9 +1,14 @@
 // main.cpp - the command line of brix, a host program of brixcore.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <sstream>
+#include <string_view>
 #include <thread>
 
 #include "commands.h"
+#include "output.h"
+#include "report.h"
 #include "system.h"
 #include "text.h"
 
@@ -12,9 +17,14 @@ namespace brix::tool {
 namespace {
 
 constexpr char kFooter[] =
-    "Exit codes: 0 everything inspected; 1 something inside is damaged, encrypted or\n"
-    "unsupported; 2 a limit cut something; 3 a file is not an archive; 4 a file cannot\n"
-    "be read or output cannot be written; 64 wrong usage. The highest one wins.";
+    "brix FILE... is the same as brix ls FILE...\n\n"
+    "Exit codes: 0 everything inspected; 1 something inside was not inspected: damaged,\n"
+    "encrypted, unsupported, in another volume, data of no member, or a mail with nothing\n"
+    "to show; 2 a limit cut something; 3 a file is not an archive, or of a type that is\n"
+    "not read; 4 a file cannot be read or output cannot be written; 64 wrong usage. The\n"
+    "highest one wins.";
+
+constexpr std::string_view kCommands[] = {"id", "ls", "x", "cat"};
 
 // Bytes, also as 64K, 10M or 4G. False: not a number from 1 to 4294967295.
 bool ParseSize(const std::string& text, uint32_t* value) {
@@ -72,12 +82,62 @@ void AddJobs(CLI::App* command, Options* options) {
       ->check(CLI::Range(0u, 1024u));
 }
 
+// Which command was meant: another program's word for it, or one edit away. Empty: none that is known.
+std::string_view SimilarCommand(std::string_view word) {
+  constexpr struct {
+    std::string_view word;
+    std::string_view command;
+  } kOtherWords[] = {{"list", "ls"}, {"l", "ls"},      {"dir", "ls"},   {"tree", "ls"},     {"extract", "x"},
+                     {"e", "x"},     {"unpack", "x"},  {"unzip", "x"},  {"identify", "id"}, {"file", "id"},
+                     {"type", "id"}, {"print", "cat"}, {"show", "cat"}, {"get", "cat"}};
+  for (const auto& other : kOtherWords) {
+    if (word == other.word) return other.command;
+  }
+  const auto is_one_edit = [](std::string_view a, std::string_view b) {  // a is not longer than b
+    size_t start = 0;
+    while (start < a.size() && a[start] == b[start]) ++start;
+    a.remove_prefix(start);
+    b.remove_prefix(start);
+    if (a.size() < b.size()) return b.substr(1) == a;
+    const bool is_swap = a.size() >= 2 && a[0] == b[1] && a[1] == b[0] && a.substr(2) == b.substr(2);
+    return is_swap || (!a.empty() && a.substr(1) == b.substr(1));
+  };
+  for (const std::string_view command : kCommands) {
+    if (std::max(word.size(), command.size()) < 2) continue;  // every letter is one edit from "x"
+    if (word.size() <= command.size() ? is_one_edit(word, command) : is_one_edit(command, word))
+      return command;
+  }
+  return {};
+}
+
+// Puts `ls` before a file that was given in place of a command. False: it is neither a command nor a file.
+bool CompleteCommand(std::vector<std::string>* arguments) {
+  if (arguments->size() < 2) return true;  // reported with the rest
+  const std::string& first = (*arguments)[1];
+  if (first.empty() || (first[0] == '-' && first != "-")) return true;
+  if (std::find(std::begin(kCommands), std::end(kCommands), first) != std::end(kCommands)) return true;
+  std::vector<std::string> files = {first};
+  ExpandWildcards(&files);
+  if (first == "-" || Exists(files[0])) {
+    arguments->insert(arguments->begin() + 1, "ls");
+    return true;
+  }
+  const std::string_view similar = SimilarCommand(first);
+  const std::string hint =
+      similar.empty() ? ", and no file has that name" : "; did you mean '" + std::string(similar) + "'?";
+  std::fprintf(stderr, "brix: unknown command '%s'%s\n", EscapeForTerminal(first).c_str(), hint.c_str());
+  return false;
+}
+
 int Parse(CLI::App* app, const std::vector<std::string>& arguments) {
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend() - 1);
   try {
     app->parse(std::move(reversed));
   } catch (const CLI::Success& answer) {  // --help, --version
-    return app->exit(answer);
+    std::ostringstream text;
+    const int exit_code = app->exit(answer, text, text);
+    WriteOutput(text.str());
+    return exit_code;
   } catch (const CLI::ParseError& error) {
     // The text quotes arguments, which a shell's pattern may have made from hostile file names.
     std::fprintf(stderr, "brix: %s\nRun with --help for more information.\n",
@@ -87,7 +147,8 @@ int Parse(CLI::App* app, const std::vector<std::string>& arguments) {
   return -1;
 }
 
-int Main(const std::vector<std::string>& arguments) {
+int Main(std::vector<std::string> arguments) {
+  if (!CompleteCommand(&arguments)) return kExitUsage;
   CLI::App app("Looks inside archives and other containers, at every depth.", "brix");
   Options options;
   app.set_version_flag("--version", "brix " BRIX_VERSION);
@@ -116,16 +177,22 @@ int Main(const std::vector<std::string>& arguments) {
   std::string file;
   cat->add_option("FILE", file, "The file; - is standard input")->required();
   cat->add_option("MEMBER", options.member, "Its path as ls shows it, such as inner.zip/a.txt")->required();
+  cat->add_option("--nth", options.nth, "Which of the members with that path, as ls orders them")
+      ->check(CLI::Range(uint32_t{1}, UINT32_MAX))
+      ->capture_default_str();
   AddLimits(cat, &options);
 
   const int exit_code = Parse(&app, arguments);
   if (exit_code >= 0) return exit_code;
+  if (*cat) options.files = {file};
+  ExpandWildcards(&options.files);
   if (options.jobs == 0) options.jobs = std::max(1u, std::thread::hardware_concurrency());
   if (*id) return RunId(options);
   if (*ls) return RunList(options);
   if (*x) return RunExtract(options);
-  options.files = {file};
-  return RunCat(options);
+  if (options.files.size() == 1) return RunCat(options);
+  std::fputs("brix: cat takes one FILE, and the pattern names several\n", stderr);
+  return kExitUsage;
 }
 
 }  // namespace
@@ -133,12 +200,14 @@ int Main(const std::vector<std::string>& arguments) {
 }  // namespace brix::tool
 
 int main(int argc, char** argv) {
+  brix::tool::OpenOutput();
+  int exit_code = brix::tool::kExitCannotRead;
   try {
-    return brix::tool::Main(brix::tool::Arguments(argc, argv));
+    exit_code = brix::tool::Main(brix::tool::Arguments(argc, argv));
   } catch (const std::bad_alloc&) {
     std::fputs("brix: out of memory\n", stderr);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "brix: %s\n", error.what());
   }
-  return brix::tool::kExitCannotRead;
+  return brix::tool::CloseOutput(exit_code);
 }

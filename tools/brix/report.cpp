@@ -8,6 +8,7 @@
 #include <system_error>
 #include <thread>
 
+#include "output.h"
 #include "system.h"
 #include "text.h"
 
@@ -19,13 +20,9 @@ constexpr size_t kFlushBytes = 1 << 16;
 constexpr int kProgressColumns = 78;
 constexpr size_t kFilesAhead = 16;  // for each job: how far work may run ahead of the file printed next
 
-bool WriteAll(std::string_view text, FILE* to) {
-  return std::fwrite(text.data(), 1, text.size(), to) == text.size();
-}
-
 }  // namespace
 
-Progress::Progress() : on_(ErrorIsTerminal()), next_(Clock::now() + std::chrono::milliseconds(500)) {}
+Progress::Progress() : on_(IsTerminal(stderr)), next_(Clock::now() + std::chrono::milliseconds(500)) {}
 
 void Progress::Tick(std::string_view file, uint32_t bytes) {
   if (!on_) return;
@@ -52,7 +49,7 @@ void Report::Out(std::string_view text) {
   static const size_t flush_at = OutputIsTerminal() ? 0 : kFlushBytes;
   if (pieces_.empty() || pieces_.back().is_error) pieces_.push_back({false, {}});
   pieces_.back().text += text;
-  if (live_ && pieces_.back().text.size() > flush_at) printed_ = Print() && printed_;
+  if (live_ && pieces_.back().text.size() > flush_at) Print();
 }
 
 void Report::Problem(ExitCode code, std::string_view file, std::string_view member, std::string_view why) {
@@ -63,20 +60,22 @@ void Report::Problem(ExitCode code, std::string_view file, std::string_view memb
   line += why;
   line += '\n';
   pieces_.push_back({true, std::move(line)});
-  if (live_) printed_ = Print() && printed_;
+  if (live_) Print();
 }
 
-bool Report::Print() {
+void Report::Print() {
   if (!pieces_.empty()) progress_->Clear();
   for (const Piece& piece : pieces_) {
     if (piece.is_error) {
-      WriteAll(piece.text, stderr);  // a closed one leaves the exit code to tell
+      FlushOutput();  // so that both streams, where they are one, keep their order
+      std::fwrite(piece.text.data(), 1, piece.text.size(),
+                  stderr);  // a closed one leaves the exit code to tell
     } else {
-      printed_ = WriteAll(piece.text, stdout) && std::fflush(stdout) == 0 && printed_;
+      WriteOutput(piece.text);
+      FlushOutput();
     }
   }
   pieces_.clear();
-  return printed_;
 }
 
 namespace {
@@ -134,12 +133,11 @@ int RunFiles(const std::vector<std::string>& files, unsigned jobs,
              const std::function<void(size_t index, Report&)>& work) {
   Progress progress;
   int exit_code = kExitInspected;
-  bool printed = true;
   if (jobs <= 1 || files.size() <= 1) {
     for (size_t i = 0; i < files.size(); ++i) {
       Report report(true, &progress);
       RunOne(files, i, work, &report);
-      printed = report.Print() && printed;
+      report.Print();
       exit_code = std::max(exit_code, report.exit_code());
     }
   } else {
@@ -162,14 +160,12 @@ int RunFiles(const std::vector<std::string>& files, unsigned jobs,
     }
     for (size_t i = 0; i < files.size(); ++i) {
       const std::unique_ptr<Report> report = queue.Next();
-      printed = report->Print() && printed;
+      report->Print();
       exit_code = std::max(exit_code, report->exit_code());
     }
   }
   progress.Clear();
-  if (printed) return exit_code;
-  std::fputs("brix: cannot write to standard output\n", stderr);
-  return std::max<int>(exit_code, kExitCannotRead);
+  return exit_code;
 }
 
 }  // namespace brix::tool

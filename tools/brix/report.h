@@ -17,9 +17,9 @@ namespace brix::tool {
 // With several reasons the highest number wins.
 enum ExitCode : int {
   kExitInspected = 0,
-  kExitMember = 1,      // a member or nested container is damaged, encrypted or unsupported
+  kExitMember = 1,      // something inside was not inspected: damaged, encrypted, unsupported, passed over
   kExitLimit = 2,       // a limit cut something
-  kExitNotArchive = 3,  // a file is no known container
+  kExitNotArchive = 3,  // a file is no known container, or one of a type that is not read
   kExitCannotRead = 4,  // a file cannot be read, a member is not there, or output cannot be written
   kExitUsage = 64
 };
@@ -60,8 +60,8 @@ class Report {
 
   void Tick(std::string_view file, uint32_t bytes) { progress_->Tick(file, bytes); }
 
-  // Prints what is kept. False when standard output cannot take it.
-  [[nodiscard]] bool Print();
+  // Prints what is kept.
+  void Print();
 
   [[nodiscard]] int exit_code() const { return exit_code_; }
 
@@ -75,7 +75,6 @@ class Report {
   Progress* progress_;
   std::vector<Piece> pieces_;
   int exit_code_ = kExitInspected;
-  bool printed_ = true;
 };
 
 // Runs `work` for each file, `jobs` at a time, and prints the reports in input order. The exit code of all.

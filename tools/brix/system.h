@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -12,9 +13,19 @@ namespace brix::tool {
 // The command line's arguments, the program's name first.
 [[nodiscard]] std::vector<std::string> Arguments(int argc, char** argv);
 
-void MakeStandardOutputBinary();
-[[nodiscard]] bool OutputIsTerminal();
-[[nodiscard]] bool ErrorIsTerminal();
+// Puts the files that it matches in place of each path with a wildcard in its last part, where the shell leaves that to
+// the program. A path that matches none stays.
+void ExpandWildcards(std::vector<std::string>* paths);
+
+// A stream of bytes to what standard output was, which is standard error from now on. Null: there was none.
+[[nodiscard]] FILE* TakeStandardOutput();
+[[nodiscard]] bool IsTerminal(FILE* stream);
+
+// Where temporary files go, as the library takes paths; empty: nowhere.
+[[nodiscard]] std::string TempDirectory();
+
+// Whether anything has this name. Opens nothing.
+[[nodiscard]] bool Exists(const std::string& path);
 
 enum class FileKind {
   kRegular,  // the library may open it by its path

@@ -17,7 +17,17 @@ namespace {
 
 constexpr uint64_t kMaxFileBytes = UINT32_MAX;  // what an ArcStream can present
 
-std::string Reason(int error) { return std::generic_category().message(error); }
+std::string Reason(int error) {
+  switch (error) {
+    case EACCES:
+    case EPERM:
+      return "permission denied";
+    case ENOENT:
+      return "not found";
+    default:
+      return std::generic_category().message(error);
+  }
+}
 
 // Reads to the end of `fd`, a piece at a time, as nobody knows how much will come.
 FileKind Spool(int fd, std::vector<uint8_t>* content, uint64_t* size, std::string* why) {
@@ -56,9 +66,27 @@ FileKind InspectDescriptor(int fd, bool may_be_reopened, std::vector<uint8_t>* c
 
 std::vector<std::string> Arguments(int argc, char** argv) { return {argv, argv + argc}; }
 
-void MakeStandardOutputBinary() {}
-bool OutputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
-bool ErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+void ExpandWildcards(std::vector<std::string>*) {}
+
+FILE* TakeStandardOutput() {
+  const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  // A file opened later must not become one of the first three. Reading from this one fails, as from a closed one.
+  int filler = 0;
+  while (filler >= 0 && filler <= STDERR_FILENO) filler = open("/dev/null", O_WRONLY);
+  if (filler >= 0) close(filler);
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  return own < 0 ? nullptr : fdopen(own, "w");
+}
+
+bool IsTerminal(FILE* stream) { return isatty(fileno(stream)) == 1; }
+
+std::string TempDirectory() {
+  std::error_code error;
+  return std::filesystem::temp_directory_path(error).string();
+}
+
+bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 FileKind InspectFile(const std::string& path, std::vector<uint8_t>* content, uint64_t* size,
                      std::string* why) {

@@ -32,6 +32,16 @@ std::wstring ToWide(const std::string& text) {
 }
 
 std::string Reason(DWORD error) {
+  switch (error) {
+    case ERROR_ACCESS_DENIED:
+      return "permission denied";
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:  // such as a wildcard that matched no file
+      return "not found";
+    default:
+      break;
+  }
   wchar_t text[512];
   const DWORD kFlags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
   DWORD length = FormatMessageW(kFlags, nullptr, error, 0, text, 512, nullptr);
@@ -78,9 +88,53 @@ std::vector<std::string> Arguments(int, char**) {
   return out;
 }
 
-void MakeStandardOutputBinary() { _setmode(_fileno(stdout), _O_BINARY); }
-bool OutputIsTerminal() { return _isatty(_fileno(stdout)) != 0; }
-bool ErrorIsTerminal() { return _isatty(_fileno(stderr)) != 0; }
+void ExpandWildcards(std::vector<std::string>* paths) {
+  std::vector<std::string> out;
+  for (const std::string& path : *paths) {
+    const size_t name_at = path.find_last_of("/\\:") + 1;  // 0 without any
+    std::vector<std::string> found;
+    WIN32_FIND_DATAW entry;
+    const bool has_wildcard = path.find_first_of("*?", name_at) != std::string::npos;
+    const HANDLE search = has_wildcard ? FindFirstFileW(ToWide(path).c_str(), &entry) : INVALID_HANDLE_VALUE;
+    if (search != INVALID_HANDLE_VALUE) {
+      do {
+        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+          found.push_back(path.substr(0, name_at) + ToUtf8(entry.cFileName));
+        }
+      } while (FindNextFileW(search, &entry) != 0);
+      FindClose(search);
+    }
+    std::sort(found.begin(), found.end());
+    if (found.empty()) found.push_back(path);
+    out.insert(out.end(), found.begin(), found.end());
+  }
+  *paths = std::move(out);
+}
+
+// The library shares this C run time, and with it the standard output of C.
+FILE* TakeStandardOutput() {
+  const int standard = _fileno(stdout);
+  if (standard < 0) return nullptr;
+  const int own = _dup(standard);
+  const int elsewhere = _fileno(stderr) >= 0 ? _fileno(stderr) : _open("NUL", _O_WRONLY);
+  _dup2(elsewhere, standard);
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  if (own < 0) return nullptr;
+  _setmode(own, _O_BINARY);
+  return _fdopen(own, "wb");
+}
+
+bool IsTerminal(FILE* stream) { return _isatty(_fileno(stream)) != 0; }
+
+std::string TempDirectory() {
+  char path[MAX_PATH + 1];  // in the system's own code page, which the library takes
+  const DWORD length = GetTempPathA(sizeof path, path);
+  return {path, length < sizeof path ? length : 0};
+}
+
+bool Exists(const std::string& path) {
+  return GetFileAttributesW(ToWide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+}
 
 FileKind InspectFile(const std::string& path, std::vector<uint8_t>* content, uint64_t* size,
                      std::string* why) {

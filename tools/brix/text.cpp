@@ -13,7 +13,11 @@ void AppendHex(uint8_t byte, std::string* out) {
   *out += kHexDigits[byte & 15];
 }
 
-void AppendJsonEscape(uint32_t code, std::string* out) {  // all that is escaped lies below U+10000
+void AppendJsonEscape(uint32_t code, std::string* out) {
+  if (code >= 0x10000) {  // two surrogates
+    AppendJsonEscape(0xD7C0 + (code >> 10), out);
+    code = 0xDC00 | (code & 0x3FF);
+  }
   *out += "\\u";
   AppendHex(static_cast<uint8_t>(code >> 8), out);
   AppendHex(static_cast<uint8_t>(code), out);
@@ -39,9 +43,23 @@ Utf8Char DecodeUtf8(std::string_view text) {
 }
 
 bool IsUnsafeToPrint(uint32_t code) {
-  return code < 0x20 || (code >= 0x7F && code <= 0x9F) ||  // C0, DEL, C1
-         code == 0x061C || code == 0x200E || code == 0x200F || (code >= 0x2028 && code <= 0x202E) ||
-         (code >= 0x2066 && code <= 0x2069) || code == 0xFEFF;
+  // Besides the noncharacters at the end of each plane: C0, DEL and C1, the line and paragraph separators, all that
+  // Unicode calls Default_Ignorable_Code_Point (no width, or a blank of no use), controls of notes and of hieroglyphs,
+  // and the other noncharacters; in order.
+  static constexpr struct {
+    uint32_t first;
+    uint32_t last;
+  } kRanges[] = {{0x00, 0x1F},      {0x7F, 0x9F},       {0xAD, 0xAD},       {0x34F, 0x34F},
+                 {0x61C, 0x61C},    {0x115F, 0x1160},   {0x17B4, 0x17B5},   {0x180B, 0x180F},
+                 {0x200B, 0x200F},  {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},
+                 {0xFDD0, 0xFDEF},  {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},
+                 {0xFFF0, 0xFFFB},  {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
+                 {0xE0000, 0xE0FFF}};
+  if ((code & 0xFFFE) == 0xFFFE) return true;
+  for (const auto& range : kRanges) {
+    if (code <= range.last) return code >= range.first;
+  }
+  return false;
 }
 
 std::string EscapeForTerminal(std::string_view text) {

@@ -1,7 +1,8 @@
 // text.h - member and file names on their way to a terminal or into JSON.
 //
 // A name is any bytes. A hostile one holds control characters that move the cursor or retitle the window, or
-// direction marks that make "exe.txt" of "txt.exe"; neither ever reaches the output as it stands.
+// direction marks that make "exe.txt" of "txt.exe", or characters without a width that make two names look like one; none
+// ever reaches the output as it is.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +20,7 @@ struct Utf8Char {
 // The first character of a text that is not empty.
 [[nodiscard]] Utf8Char DecodeUtf8(std::string_view text);
 
-// Control characters and those that reorder or break the line around them.
+// Control characters, those that reorder or break the line around them, and those that show as nothing.
 [[nodiscard]] bool IsUnsafeToPrint(uint32_t code);
 
 // Printable UTF-8 as it stands; a backslash doubled; every other byte as \xHH. Can be undone.

@@ -2,64 +2,47 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <functional>
+#include <memory>
 #include <span>
-
-#include "system.h"
+#include <string>
+#include <vector>
 
 namespace brix::tool {
 
 namespace {
 
-// --- A stream over memory for the library ---
-
-using Memory = std::span<const uint8_t>;
-
-int32_t CloseMemory(void*) { return 0; }
-
-int32_t ReadMemory(void* context, uint32_t offset, void* buffer, uint32_t length, uint32_t* got) {
-  const Memory& memory = *static_cast<const Memory*>(context);
-  const size_t left = offset < memory.size() ? memory.size() - offset : 0;
-  *got = static_cast<uint32_t>(std::min<size_t>(left, length));
-  if (*got > 0) std::memcpy(buffer, memory.data() + offset, *got);
-  return 0;
-}
-
-int32_t WriteMemory(void*, uint32_t, const void*, uint32_t) { return -1; }
-
-int32_t GetMemorySize(void* context, uint32_t* size) {
-  *size = static_cast<uint32_t>(static_cast<const Memory*>(context)->size());
-  return 0;
-}
-
-ArcStream StreamOver(Memory* memory) {
-  return {memory, CloseMemory, ReadMemory, WriteMemory, GetMemorySize, nullptr, nullptr};
-}
-
 // --- A stream that hands what is written to a visitor ---
+
+struct Sink {
+  Visitor* visitor;
+  uint32_t bytes = 0;
+  bool is_refused = false;
+};
+
+int32_t Close(void*) { return 0; }
 
 int32_t ReadNothing(void*, uint32_t, void*, uint32_t, uint32_t*) { return -1; }
 
 int32_t WriteToVisitor(void* context, uint32_t, const void* buffer, uint32_t length) {
-  return static_cast<Visitor*>(context)->OnData(buffer, length) ? 0 : -1;
+  Sink& sink = *static_cast<Sink*>(context);
+  sink.is_refused = !sink.visitor->OnData(buffer, length);
+  if (!sink.is_refused) sink.bytes += length;
+  return sink.is_refused ? -1 : 0;
 }
 
 int32_t GetUnknownSize(void*, uint32_t*) { return -1; }
 
-ArcStream StreamTo(Visitor* visitor) {
-  return {visitor, CloseMemory, ReadNothing, WriteToVisitor, GetUnknownSize, nullptr, nullptr};
+int32_t ExtractTo(ArcTk2Archive archive, Sink* sink) {
+  const ArcStream stream = {sink, Close, ReadNothing, WriteToVisitor, GetUnknownSize, nullptr, nullptr};
+  return ArcTk2_ExtractToStream(&archive, &stream);
 }
 
 struct BlockFreer {
   void operator()(void* block) const { ArcTk2_FreeMemory(block); }
 };
 
-// The library's number counts one level more than it walks.
-uint32_t NestingLevel(const Limits& limits) {
-  return limits.max_depth == UINT32_MAX ? UINT32_MAX : limits.max_depth + 1;
-}
-
-bool IsContainer(Memory data) {
+bool IsContainer(std::span<const uint8_t> data) {
   if (data.empty()) return false;
   const ToolkitPtr toolkit = MakeToolkit({});
   if (toolkit == nullptr) return false;
@@ -71,7 +54,32 @@ bool IsContainer(Memory data) {
   return true;
 }
 
-// --- The path of the current member ---
+// --- Where the walk is ---
+
+// Which member, on each level of containers from the outermost on.
+class Place {
+ public:
+  // The next member is at `depth`, one deeper than the last at the most.
+  void MoveTo(uint32_t depth) {
+    if (numbers_.size() > depth) {
+      numbers_.resize(size_t{depth} + 1);
+      ++numbers_.back();
+    } else {
+      numbers_.push_back(0);
+    }
+  }
+
+  // Whether this is `other` or a container on the way to it.
+  [[nodiscard]] bool LeadsTo(const Place& other) const {
+    return numbers_.size() <= other.numbers_.size() &&
+           std::equal(numbers_.begin(), numbers_.end(), other.numbers_.begin());
+  }
+
+  friend bool operator==(const Place&, const Place&) = default;
+
+ private:
+  std::vector<uint32_t> numbers_;
+};
 
 class MemberPath {
  public:
@@ -96,6 +104,43 @@ class MemberPath {
   std::vector<size_t> ends_;  // for each level, where the path down to it ends
 };
 
+// The library keeps nothing of a member that fails, and not every format can decode one twice. So the bytes before the
+// damage come from a second walk, which follows the first one and extracts only what is on its way.
+class SecondWalk {
+ public:
+  explicit SecondWalk(OpenFile* input) : input_(input) {}
+
+  // Extracts the member at `place`, which comes after those of earlier calls.
+  void Extract(const Place& place, Sink* sink) {
+    if (!is_open_) archive_ = input_->OpenAnother();
+    is_open_ = true;
+    ArcTk2Archive archive = archive_.get();
+    char name[512];
+    int32_t status = BRIX_OK;
+    // Ends with the members, as each turn moves on.
+    while ((status = ArcTk2_GetNextFile(&archive, name, sizeof name)) == BRIX_OK ||
+           status == BRIX_PART_FAILED) {
+      if (status != BRIX_OK) continue;
+      uint32_t depth = 0;
+      ArcTk2_GetDepth(&archive, &depth);
+      place_.MoveTo(depth);
+      if (!place_.LeadsTo(place)) continue;
+      if (place_ == place) {
+        (void)ExtractTo(archive, sink);
+        return;
+      }
+      uint32_t size = 0;
+      (void)ArcTk2_ExtractToMemory(&archive, nullptr, &size);
+    }
+  }
+
+ private:
+  OpenFile* const input_;
+  bool is_open_ = false;
+  ArchivePtr archive_;
+  Place place_;
+};
+
 MemberResult ResultOf(ArcTk2Archive archive, int32_t status) {
   switch (status) {
     case BRIX_OK:
@@ -113,24 +158,35 @@ MemberResult ResultOf(ArcTk2Archive archive, int32_t status) {
   return why == BRIX_MEMBER_UNSUPPORTED ? MemberResult::kUnsupported : MemberResult::kDamaged;
 }
 
+void ReportMember(std::string_view file, const Member& member, Report* report) {
+  const ResultText& text = TextOf(member.result);
+  if (text.code == kExitInspected) return;
+  const bool has_beginning = member.result == MemberResult::kDamaged && member.size > 0;
+  report->Problem(text.code, file, member.path,
+                  has_beginning
+                      ? "damaged, only its first " + std::to_string(member.size) + " bytes extracted"
+                      : text.sentence);
+}
+
 // Hands the current member's bytes to the visitor as they come, and tells it the result.
 bool StreamMember(ArcTk2Archive archive, std::string_view file, Member member, Visitor* visitor,
                   Report* report) {
-  const ArcStream sink = StreamTo(visitor);
-  member.result = ResultOf(archive, ArcTk2_ExtractToStream(&archive, &sink));
+  Sink sink{visitor};
+  member.result = ResultOf(archive, ExtractTo(archive, &sink));
+  member.size = sink.bytes;
   const bool go_on = visitor->OnMember(member);
-  const ResultText& text = TextOf(member.result);
-  if (text.code != kExitInspected) report->Problem(text.code, file, member.path, text.sentence);
+  if (!sink.is_refused) ReportMember(file, member, report);  // else the visitor knows why
   return go_on;
 }
 
-// Extracts the current member, tells the visitor and reports what stopped it. False ends the walk.
+// Extracts the current member, tells the visitor and reports what stopped it. False ends the walk. `beginning` extracts
+// what comes before the damage, when that is wanted.
 bool VisitMember(ArcTk2Archive archive, std::string_view file, const Limits& limits, Member member,
-                 bool want_data, Visitor* visitor, Report* report) {
+                 const std::function<void(Sink*)>& beginning, Visitor* visitor, Report* report) {
   // The library does not say that it stays out of a container, so at the last level we look ourselves.
   const bool is_last_level = member.depth + uint64_t{1} >= limits.max_depth;
   void* block = nullptr;
-  const bool copy = want_data || is_last_level;
+  const bool copy = beginning != nullptr || is_last_level;
   const int32_t status = ArcTk2_ExtractToMemory(&archive, copy ? &block : nullptr, &member.size);
   const std::unique_ptr<void, BlockFreer> freer(block);
   member.result = ResultOf(archive, status);
@@ -140,25 +196,37 @@ bool VisitMember(ArcTk2Archive archive, std::string_view file, const Limits& lim
   if (is_last_level && status == BRIX_OK && IsContainer({member.data, member.size})) {
     member.result = MemberResult::kDepthLimit;
   }
+  if (member.result == MemberResult::kDamaged && beginning != nullptr) {
+    Sink sink{visitor};
+    beginning(&sink);
+    member.size = sink.bytes;
+  }
   report->Tick(file, member.size);
   const bool go_on = visitor->OnMember(member);
-  const ResultText& text = TextOf(member.result);
   // Who ends the walk here has what it wanted, and does not mind that this container is not entered.
   const bool is_moot = !go_on && member.result == MemberResult::kDepthLimit;
-  if (text.code != kExitInspected && !is_moot) report->Problem(text.code, file, member.path, text.sentence);
+  if (!is_moot) ReportMember(file, member, report);
   return go_on;
 }
 
-}  // namespace
-
-ToolkitPtr MakeToolkit(const Limits& limits) {
-  ArcTk2Toolkit toolkit = nullptr;
-  if (ArcTk2_Init(&toolkit) != BRIX_OK) return nullptr;
-  ToolkitPtr owner(toolkit);
-  const int32_t status =
-      ArcTk2_SetToolkitLimits(&toolkit, limits.max_size, limits.max_ratio, NestingLevel(limits));
-  return status == BRIX_OK ? std::move(owner) : nullptr;
+// What the walk did not show although every call went well.
+void ReportUnseen(ArcTk2Archive archive, std::string_view file, Visitor* visitor, Report* report) {
+  static constexpr std::array<UnseenText, 3> kTexts = {{
+      {BRIX_UNSEEN_CONTINUED, "continued-members",
+       "members that begin or go on in another volume or cabinet were not shown"},
+      {BRIX_UNSEEN_NOTHING, "nothing-shown", "a mail with nothing in it to show"},
+      {BRIX_UNSEEN_DATA, "data-outside", "data that belong to no member were not looked at"},
+  }};
+  uint32_t unseen = 0;
+  if (ArcTk2_GetUnseen(&archive, &unseen) != BRIX_OK) return;
+  for (const UnseenText& text : kTexts) {
+    if ((unseen & text.bit) == 0) continue;
+    visitor->OnUnseen(text);
+    report->Problem(kExitMember, file, {}, text.sentence);
+  }
 }
+
+}  // namespace
 
 const ResultText& TextOf(MemberResult result) {
   static constexpr std::array<ResultText, 7> kTexts = {{
@@ -173,60 +241,18 @@ const ResultText& TextOf(MemberResult result) {
   return kTexts[static_cast<size_t>(result)];
 }
 
-OpenFile::~OpenFile() {
-  if (archive_ != nullptr) ArcTk2_CloseArchive(&archive_);
-}
-
-ExitCode OpenFile::Open(ArcTk2Toolkit toolkit, const std::string& path, Report* report) {
-  std::string why;
-  const ExitCode code = TryOpen(toolkit, path, &why);
-  if (code != kExitInspected) report->Problem(code, path, {}, why);
-  return code;
-}
-
-ExitCode OpenFile::TryOpen(ArcTk2Toolkit toolkit, const std::string& path, std::string* why) {
-  uint64_t size = 0;
-  const FileKind kind = InspectFile(path, &content_, &size, why);
-  if (kind == FileKind::kUnreadable) return kExitCannotRead;
-  if (kind == FileKind::kDirectory) *why = "is a directory";
-  if (kind == FileKind::kTooLarge) *why = "4 GiB or larger, cannot be inspected";
-  if (kind != FileKind::kRegular && kind != FileKind::kSpooled) return kExitCannotRead;
-  if (size == 0) {
-    *why = "not an archive (empty file)";
-    return kExitNotArchive;
-  }
-  int32_t status = BRIX_FAILED;
-  if (kind == FileKind::kSpooled) {
-    memory_ = content_;
-    stream_ = StreamOver(&memory_);
-    status = ArcTk2_OpenArchiveStream(&toolkit, &stream_, &archive_);
-  } else {
-    status = ArcTk2_OpenArchive(&toolkit, path.c_str(), &archive_);
-  }
-  switch (status) {
-    case BRIX_OK:
-      return kExitInspected;
-    case BRIX_NOT_AN_ARCHIVE:
-      *why = "not an archive";
-      return kExitNotArchive;
-    case BRIX_OUT_OF_MEMORY:
-      *why = "out of memory";
-      return kExitCannotRead;
-    default:
-      *why = "cannot be read";
-      return kExitCannotRead;
-  }
-}
-
-void WalkArchive(ArcTk2Archive archive, std::string_view file, const Limits& limits, Visitor* visitor,
-                 Report* report) {
+void WalkArchive(OpenFile* input, const Limits& limits, Visitor* visitor, Report* report) {
+  const std::string& file = input->path();
+  ArcTk2Archive archive = input->archive();
   char name[512];
   MemberPath path;
+  Place place;
+  SecondWalk second(input);
   uint32_t depth_before = 0;
   // Ends with the members of the tree; a broken nested container is left by the call that reports it.
   for (;;) {
     const int32_t status = ArcTk2_GetNextFile(&archive, name, sizeof name);
-    if (status == BRIX_NO_MORE_MEMBERS) return;
+    if (status == BRIX_NO_MORE_MEMBERS) break;
     uint32_t depth = 0;
     ArcTk2_GetDepth(&archive, &depth);
     if (status != BRIX_OK) {
@@ -238,7 +264,7 @@ void WalkArchive(ArcTk2Archive archive, std::string_view file, const Limits& lim
       visitor->OnBrokenContainer(path.text(), depth, is_encrypted);
       report->Problem(kExitMember, file, path.text(),
                       is_encrypted ? "the list of members is encrypted" : "the list of members is damaged");
-      if (!is_nested) return;
+      if (!is_nested) break;
       depth_before = depth;
       continue;
     }
@@ -247,15 +273,18 @@ void WalkArchive(ArcTk2Archive archive, std::string_view file, const Limits& lim
     if (depth > depth_before) visitor->OnEnter(member.container);
     depth_before = depth;
     path.Set(depth, name);
+    place.MoveTo(depth);
     member.path = path.text();
     const Visitor::Want want = visitor->Choose(member.path);
     if (want == Visitor::Want::kSkip) continue;
-    const bool go_on =
-        want == Visitor::Want::kStream
-            ? StreamMember(archive, file, member, visitor, report)
-            : VisitMember(archive, file, limits, member, want == Visitor::Want::kData, visitor, report);
+    const auto beginning = [&](Sink* sink) { second.Extract(place, sink); };
+    const bool go_on = want == Visitor::Want::kStream ? StreamMember(archive, file, member, visitor, report)
+                       : want == Visitor::Want::kData
+                           ? VisitMember(archive, file, limits, member, beginning, visitor, report)
+                           : VisitMember(archive, file, limits, member, nullptr, visitor, report);
     if (!go_on) return;
   }
+  ReportUnseen(archive, file, visitor, report);
 }
 
 }  // namespace brix::tool

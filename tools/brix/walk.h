@@ -1,4 +1,4 @@
-// walk.h - opens one file through the library and walks all that is nested inside it.
+// walk.h - walks all that is nested inside one file.
 //
 // Every command is a visitor of this one walk, so they agree on what a member is called, what stopped it and
 // which exit code that means.
@@ -6,52 +6,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "brixcore/brixcore.h"
+#include "commands.h"
+#include "open_file.h"
 #include "report.h"
 
 namespace brix::tool {
-
-struct Limits {
-  uint32_t max_depth = 9;        // levels of containers that are walked, the file itself being the first
-  uint32_t max_size = 52428800;  // bytes a member may yield
-  uint32_t max_ratio = 1000;     // bytes out for each byte of the smallest container on the way
-};
-
-struct ToolkitCloser {
-  void operator()(ArcTk2Toolkit toolkit) const { ArcTk2_Close(&toolkit); }
-};
-using ToolkitPtr = std::unique_ptr<ArcTk2ToolkitRecord, ToolkitCloser>;
-
-// A toolkit for any number of files and threads; null when memory is exhausted.
-[[nodiscard]] ToolkitPtr MakeToolkit(const Limits& limits);
-
-// One file opened as an archive: by its path, or from memory when it is no regular file.
-class OpenFile {
- public:
-  OpenFile() = default;
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile();
-
-  // kExitInspected when it is open; else the exit code that tells the reason, which is also a line in the report.
-  [[nodiscard]] ExitCode Open(ArcTk2Toolkit toolkit, const std::string& path, Report* report);
-  // The same with the reason in `why` only.
-  [[nodiscard]] ExitCode TryOpen(ArcTk2Toolkit toolkit, const std::string& path, std::string* why);
-
-  [[nodiscard]] ArcTk2Archive archive() const { return archive_; }
-
- private:
-  std::vector<uint8_t> content_;
-  std::span<const uint8_t> memory_;  // the stream's context
-  ArcStream stream_ = {};
-  ArcTk2Archive archive_ = nullptr;
-};
 
 enum class MemberResult { kOk, kEncrypted, kUnsupported, kDamaged, kSizeLimit, kRatioLimit, kDepthLimit };
 
@@ -69,16 +31,23 @@ struct Member {
   uint32_t depth;         // 0: in the file itself
   uint32_t container;     // type number of the container it stands in
   MemberResult result;
-  uint32_t size;        // bytes extracted
+  uint32_t size;        // bytes extracted; of a damaged member those before the damage that OnData was given
   const uint8_t* data;  // `size` bytes; null unless asked for and there are any results
+};
+
+// What the library passed over without a failure: the word for JSON and the sentence for a reader.
+struct UnseenText {
+  uint32_t bit;
+  const char* word;
+  const char* sentence;
 };
 
 class Visitor {
  public:
   enum class Want {
-    kSkip,  // do not extract it and do not look inside
-    kSize,  // extract and look inside, without a copy of the data
-    kData,
+    kSkip,    // do not extract it and do not look inside
+    kSize,    // extract and look inside, without a copy of the data
+    kData,    // with one; a damaged member's bytes come to OnData
     kStream,  // hand the bytes to OnData as they are decoded; do not look inside
   };
 
@@ -86,16 +55,18 @@ class Visitor {
   virtual Want Choose(std::string_view /*path*/) { return Want::kSize; }
   // False ends the walk.
   virtual bool OnMember(const Member& member) = 0;
-  // The next bytes of the member whose data are streamed, before OnMember tells of it. False: extract no further.
-  virtual bool OnData(const void* /*data*/, size_t /*size*/) { return true; }
+  // The next bytes of a member, before OnMember tells of it. False: extract no further. Throws nothing: the library
+  // calls it.
+  virtual bool OnData(const void* /*data*/, size_t /*size*/) noexcept { return true; }
   // The member told last is a container of this type; its members come next.
   virtual void OnEnter(uint32_t /*type*/) {}
   // The list of members of the container at `path` is damaged, or encrypted; empty: of the file itself.
   virtual void OnBrokenContainer(std::string_view /*path*/, uint32_t /*depth*/, bool /*is_encrypted*/) {}
+  // At the end of a walk that the visitor did not end.
+  virtual void OnUnseen(const UnseenText& /*text*/) {}
 };
 
 // Walks an open file. Problems go to the report, each as one line with the file, the member and the reason.
-void WalkArchive(ArcTk2Archive archive, std::string_view file, const Limits& limits, Visitor* visitor,
-                 Report* report);
+void WalkArchive(OpenFile* input, const Limits& limits, Visitor* visitor, Report* report);
 
 }  // namespace brix::tool

@@ -16,7 +16,7 @@ _brix() {
     id) options='--jobs --json --help' ;;
     ls) options="--jobs --json $limits --help" ;;
     x) options="--output --jobs --verbose $limits --help" ;;
-    cat) options="$limits --help" ;;
+    cat) options="--nth $limits --help" ;;
   esac
   case $before in
     -o | --output)
@@ -24,7 +24,7 @@ _brix() {
       mapfile -t COMPREPLY < <(compgen -d -- "$word")
       return
       ;;
-    -j | --jobs | --max-depth | --max-size | --max-ratio) return ;; # a number
+    -j | --jobs | --nth | --max-depth | --max-size | --max-ratio) return ;; # a number
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")

@@ -11,5 +11,6 @@ complete -c brix -n '__fish_seen_subcommand_from id ls x' -x -s j -l jobs -d 'Fi
 complete -c brix -n '__fish_seen_subcommand_from ls x cat' -x -l max-depth -d 'Levels of containers to walk'
 complete -c brix -n '__fish_seen_subcommand_from ls x cat' -x -l max-size -d 'Bytes one member may yield'
 complete -c brix -n '__fish_seen_subcommand_from ls x cat' -x -l max-ratio -d 'Bytes out for each byte in'
+complete -c brix -n '__fish_seen_subcommand_from cat' -x -l nth -d 'Which of the members with that path'
 complete -c brix -n '__fish_seen_subcommand_from x' -x -s o -l output -a '(__fish_complete_directories)' -d 'Directory to write to'
 complete -c brix -n '__fish_seen_subcommand_from x' -s v -l verbose -d 'Name each file written'
