@@ -23,8 +23,6 @@ constexpr auto kHexDigits = [] {
   return values;
 }();
 
-bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
-
 // What stands at an "=": how many characters it takes, and the byte that it gives, if any.
 struct Escape {
   uint32_t taken;
@@ -62,6 +60,8 @@ Decoded DecodePiece(Text text, bool ends_line, MailOutput* out) {
 }
 
 #ifdef __SSE2__
+bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
+
 // Copies lines as they stand and stops where one needs a look: at an "=", at a line end that is not CRLF or has a blank in
 // front, and at the start of what may be a boundary line.
 class LineCopier {
