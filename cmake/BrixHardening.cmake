@@ -25,6 +25,7 @@ if(WIN32)
 endif()
 
 check_pie_supported()
+set(CMAKE_REQUIRED_FLAGS -Werror)  # Clang only warns of a flag that is for another processor
 foreach(flag -fstack-clash-protection -fcf-protection=full -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER "BRIX_HAS${flag}" known)
   check_cxx_compiler_flag(${flag} ${known})
@@ -32,6 +33,7 @@ foreach(flag -fstack-clash-protection -fcf-protection=full -mbranch-protection=s
     target_compile_options(brix_hardening INTERFACE ${flag})
   endif()
 endforeach()
+unset(CMAKE_REQUIRED_FLAGS)
 
 # The third level bounds calls by sizes known only at run time.
 check_cxx_source_compiles("int main(int n, char** p) { return (int)__builtin_dynamic_object_size(p[n], 0); }"
