@@ -34,7 +34,4 @@ if(MINGW)
   # Nothing but the system's own DLLs at run time.
   add_link_options(-static -static-libgcc -static-libstdc++)
   target_compile_definitions(brix_flags INTERFACE _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
-elseif(BRIX_STATIC_RUNTIME)
-  # Nothing but the C library at run time: hosts need no C++ runtime of our compiler's age, and start sooner.
-  add_link_options(-static-libgcc -static-libstdc++)
 endif()

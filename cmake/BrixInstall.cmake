@@ -1,4 +1,4 @@
-# What a host, a user and a packager get: headers, library, CMake package, pkg-config file, program, manual pages.
+# What a host, a user and a packager get: headers, libraries, CMake package, pkg-config file, program, manual pages.
 #
 # Nothing installed holds the prefix: the package, the pkg-config file and the program find their neighbours relative to
 # themselves, so an installed tree may be moved or unpacked anywhere.
@@ -6,13 +6,17 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/brixcore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
-install(TARGETS brixcore EXPORT brixcore
+install(TARGETS brixcore brixcore_static EXPORT brixcore
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}   # brixcore.dll
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}   # libbrixcore.so and its links
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}   # libbrixcore.dll.a, the import library
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}   # libbrixcore.a; libbrixcore.dll.a, the import library
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(WIN32)  # for other linkers than GCC's
+  get_target_property(library_folder brixcore BINARY_DIR)
+  install(FILES ${library_folder}/brixcore.lib ${library_folder}/brixcore.def DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
 
-# find_package(brixcore) gives the target brixcore::brixcore. Before 1.0 each minor version is an interface of its own.
+# find_package(brixcore) gives the targets brixcore::brixcore and brixcore::static. Before 1.0 each minor version is an interface of its own.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/brixcore)
 install(EXPORT brixcore NAMESPACE brixcore:: FILE brixcoreConfig.cmake DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/brixcoreConfigVersion.cmake COMPATIBILITY SameMinorVersion)
@@ -34,11 +38,34 @@ endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/brixcore.pc.in ${PROJECT_BINARY_DIR}/brixcore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/brixcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# A manual page for each family of functions, and under each function's name a page that leads there.
 file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.3)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${pages})
+file(REMOVE_RECURSE ${PROJECT_BINARY_DIR}/man3)
+foreach(page IN LISTS pages)
+  get_filename_component(name ${page} NAME)
+  file(STRINGS ${page} functions REGEX "^\\.Fn [A-Za-z]")
+  foreach(line IN LISTS functions)
+    string(REGEX REPLACE "^\\.Fn ([A-Za-z0-9_]+).*" "\\1" function ${line})
+    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/man3/${function}.3 CONTENT ".so man3/${name}\n")
+  endforeach()
+endforeach()
 install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/SECURITY.md
-        DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/docs/brix.md ${PROJECT_SOURCE_DIR}/docs/formats.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY ${PROJECT_BINARY_DIR}/man3/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+
+# The texts, in the shape that their links to each other expect; the headers lie elsewhere than in the sources.
+file(RELATIVE_PATH to_headers ${CMAKE_INSTALL_FULL_DOCDIR} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+file(READ ${PROJECT_SOURCE_DIR}/README.md readme)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/README.md)
+string(REPLACE "](include/" "](${to_headers}/" readme "${readme}")
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/README.md CONTENT "${readme}" @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+foreach(text CHANGELOG.md SECURITY.md CONTRIBUTING.md docs/architecture.md docs/benchmarks.md docs/brix.md docs/formats.md LICENSES/Apache-2.0.txt
+             examples/README.md examples/nested.zip)
+  get_filename_component(folder ${text} DIRECTORY)
+  install(FILES ${PROJECT_SOURCE_DIR}/${text} DESTINATION ${CMAKE_INSTALL_DOCDIR}/${folder})
+endforeach()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/adr DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN "*.md")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.[ch]")
 
 if(BRIX_TOOLS)

@@ -4,6 +4,7 @@
 usage: doxygen_filter.py FILE
 
 What a header writes                          what Doxygen reads
+/* SPDX-... (before all else)                  nothing
 /* name.h - what it is. (first comment)       the file's page
 /* --- Title ---- (and text below it)         a group of functions with that title
 /* Text directly above a declaration          its description; also of the declarations that follow without a gap
@@ -118,7 +119,7 @@ def main():
         known = r"(?:docs/)?[\w-]+\.md"
         text = re.sub(rf"\[([^\]]*)\]\((?!https?:|#|{known}\))[^)]*\)", r"\1", text)
     else:
-        text = converted(text)
+        text = converted(re.sub(r"\A/\* SPDX.*?\*/\n+", "", text, flags=re.DOTALL))
     sys.stdout.write(text)
 
 

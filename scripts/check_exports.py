@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
 """Compares what the shared library exports and needs with what it should.
 
-usage: check_exports.py exports.txt library nm objdump
+usage: check_exports.py exports.txt library nm objdump [symbol_version]
 
 Fails when the library exports a name that is not in exports.txt, lacks one that is, or depends on a library that is
-not part of the system or of the C and C++ run time.
+not part of the system or of the C and C++ run time. On Linux it must have its unwinder in common with the process, or no
+exception of a host's callback could pass it, and its names must be of the symbol version given.
 """
 import re
 import subprocess
 import sys
 
 WINDOWS_DLLS = {"kernel32.dll", "msvcrt.dll"}
-LINUX_LIBRARIES = re.compile(r"(libc|libm|libgcc_s|libstdc\+\+|ld-linux-x86-64)\.so\.\d+")
+LINUX_LIBRARIES = re.compile(r"(libc|libm|libgcc_s|libstdc\+\+|ld-linux-x86-64|ld-linux-aarch64)\.so\.\d+")
 
 
 def run(*command):
@@ -34,22 +35,25 @@ def windows_names_and_needs(library, objdump):
     return names, {n for n in needs if n.lower() not in WINDOWS_DLLS}
 
 
-def linux_names_and_needs(library, nm, objdump):
-    names = {line.split()[-1].split("@")[0] for line in run(nm, "-D", "--defined-only", library).splitlines()}
+def linux_names_and_faults(library, nm, objdump, version):
+    lines = [line.split()[-1] for line in run(nm, "-D", "--defined-only", library).splitlines()]
+    names = {line.split("@")[0] for line in lines} - {version}
+    faults = [f"is not of version {version}: {line}" for line in lines if not line.endswith(version)]
     needs = set(re.findall(r"NEEDED\s+(\S+)", run(objdump, "-p", library)))
-    return names, {n for n in needs if not LINUX_LIBRARIES.fullmatch(n)}
+    faults += [f"depends on {n}" for n in sorted(needs) if not LINUX_LIBRARIES.fullmatch(n)]
+    return names, faults + ([] if "libgcc_s.so.1" in needs else ["has an unwinder of its own: libgcc_s is not needed"])
 
 
 def main():
-    exports, library, nm, objdump = sys.argv[1:]
+    exports, library, nm, objdump, *version = sys.argv[1:]
     wanted = wanted_names(exports)
     if library.endswith(".dll"):
         found, foreign = windows_names_and_needs(library, objdump)
+        faults = [f"depends on {n}" for n in sorted(foreign)]
     else:
-        found, foreign = linux_names_and_needs(library, nm, objdump)
-    faults = [f"exported but not listed: {n}" for n in sorted(found - wanted)]
+        found, faults = linux_names_and_faults(library, nm, objdump, *version)
+    faults += [f"exported but not listed: {n}" for n in sorted(found - wanted)]
     faults += [f"listed but not exported: {n}" for n in sorted(wanted - found)]
-    faults += [f"depends on {n}" for n in sorted(foreign)]
     if faults:
         sys.exit("\n".join(faults))
     print(f"{library}: {len(found)} names, as listed; no foreign dependency")

@@ -3,13 +3,15 @@
 // A model keeps its symbols in an order of its own, the frequent ones mostly in front, and for each place the sum
 // of the frequencies from there to the end. The symbol for a key stands before the first sum that is not above it;
 // when it was coded its frequency rises by 8, which raises exactly the sums above the key. So finding and raising
-// are one pass of comparisons, eight sums at a time.
+// are one pass of comparisons, eight sums at a time where the processor has SSE2.
 //
 // Sums stay at or below kMostSum: past it they are halved, and every fiftieth time (the fourth at first) the
 // frequencies are halved instead and the symbols put in order.
 #pragma once
 
+#ifdef __SSE2__
 #include <emmintrin.h>
+#endif
 
 #include <array>
 #include <bit>
@@ -50,6 +52,7 @@ class Model {
   template <uint32_t kGroup>
   BRIX_ALWAYS_INLINE Coded Find(uint32_t key) {
     static_assert(kGroup == 8 || kGroup == 16);
+#ifdef __SSE2__
     const __m128i keys = _mm_set1_epi16(static_cast<int16_t>(key));
     const __m128i step = _mm_set1_epi16(8);
     // Ends at the zero behind the last sum at the latest.
@@ -78,6 +81,11 @@ class Model {
       if (found) [[likely]]
         return coded;
     }
+#else
+    uint32_t i = 0;
+    for (; sums_[i] > key; ++i) sums_[i] = static_cast<uint16_t>(sums_[i] + 8);  // ends at the zero, too
+    return {symbols_[i - 1], sums_[i], sums_[i - 1] - 8u};
+#endif
   }
 
   BRIX_ALWAYS_INLINE void RescaleWhenFull() {
