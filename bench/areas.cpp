@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // areas.cpp - every area and every goal on one page, and the command line. Meant to be started by run.py.
 //
 // Three kinds: walks through one archive in process, programs run over one archive, and what has a file of its own.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // contenders.h - what areas.cpp puts together: walks through an archive in memory, and areas with a file of their own.
 #pragma once
 

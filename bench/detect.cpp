@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // detect.cpp - telling what 5,000 small files are, half of them containers.
 //
 // Ours opens each by the exported functions and closes it again; a type that is recognised but cannot be read counts

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // heap_count.cpp - counts what is taken from the heap, in every library of the process, between two calls.
 //
 // Linked into a program of its own, so that the timed one has the plain functions.

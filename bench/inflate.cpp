@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // inflate.cpp - our inflater through its own interface against whole-buffer inflaters.
 //
 // Ours reads a memory stream and writes a memory stream, or a stream that discards. The peers get the whole input and

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // long_streams.cpp - our LZMA and bzip2 decoders through their own interface against the libraries of these methods.
 //
 // Ours reads a memory stream and writes a memory stream, or a stream that discards. The libraries get the whole input

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mail.cpp - mail beside GMime, and how the cost of a walk grows with the parts and the depth of a message.
 //
 // GMime parses a message from memory without a copy of it, its tree is walked, and each part that is no multipart and

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Makes the inputs of the benchmarks in a folder.
 
 usage: make_data.py FOLDER [PROGRAMS]

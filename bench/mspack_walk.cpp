@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mspack_walk.cpp - libmspack over a cabinet or a compiled help file in memory.
 #include <algorithm>
 #include <cstdlib>

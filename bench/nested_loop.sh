@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # What a user writes to see everything in a nested ZIP with a tool that does not descend: extract, look for archives
 # among what came out, extract those, until there are none, and read the leaves.
 set -eu

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // pack_quantum.cpp - packs standard input into a cabinet of one member by Quantum, since nothing packaged makes one:
 // greedy matches over chains of equal hashes, coded by the encoder of the fuzz target.
 #include <algorithm>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // pack_rar.cpp - packs files into an archive of RAR 2.9, since nothing packaged makes one:
 //
 //   pack_rar lz|ppmd ARCHIVE FILE...

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rounds.cpp - the timing, the checks of output, and programs as contenders.
 #include "rounds.h"
 

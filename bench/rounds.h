@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rounds.h - contenders that do the same work, timed in turns.
 //
 // An area names its contenders and the goals that compare two of them. Each contender first runs once unmeasured, with

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Builds the benchmarks, makes their data, runs them and writes the tables of docs/benchmarks.md.
 
 usage: run.py [AREA...] [--data FOLDER] [--instructions] [--heap] [--list]

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sink_stream.h - hands what is written to it to a Sink.
 #pragma once
 

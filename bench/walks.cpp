@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // walks.cpp - whole walks: ours as a host makes them, the peers' as a host would write them by hand.
 #include "contenders.h"
 

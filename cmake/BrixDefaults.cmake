@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # What is built unless the caller says otherwise. Sets BRIX_CAN_TEST and BRIX_CAN_BUILD_TOOLS, and names what is left out.
 #
 # The presets for work on the library ask for tests and program outright, so that there a missing package is an error.

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # brix_export_names(target list version): lets a shared library export the names in `list` and nothing else; for ELF under
 # the symbol version `version`. For Windows also makes the import library that Microsoft's linker takes, TARGET.lib.
 function(brix_export_names target list version)

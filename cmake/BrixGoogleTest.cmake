@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # brix_gtest: GoogleTest with its main. Natively the installed library; for another machine built from the sources.
 add_library(brix_gtest INTERFACE)
 if(CMAKE_CROSSCOMPILING)

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # brix_hardening: what makes a fault in the library harder to use, for the library and the program; tests and benchmarks
 # do without. scripts/check_hardening.py reads it back from what was built.
 #

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # What a host, a user and a packager get: headers, libraries, CMake package, pkg-config file, program, manual pages.
 #
 # Nothing installed holds the prefix: the package, the pkg-config file and the program find their neighbours relative to

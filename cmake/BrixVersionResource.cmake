@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # brix_version_resource(target file description): gives a Windows program or DLL the version that its properties show.
 # An object library of its own keeps the compilers' flags away from the resource compiler.
 function(brix_version_resource target file description)

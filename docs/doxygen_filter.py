@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Turns the public headers' plain comments into Doxygen's for the reference; the headers stay as they are.
 
 usage: doxygen_filter.py FILE

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* arc_host.c - lists one archive with the Arc family and writes one of its members to a file.
  *
  *   arc_host archive.zip                   name and size of each member

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* byname_host.c - lists an archive file and everything nested inside it through temporary files: level, container,
  * name and size of each member.
  *

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* host.c - lists an archive and everything nested inside it: depth, name and size of each member.
  *
  *   host archive.zip

@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # Makes nested.zip in this folder, from texts written here, with independent tools: zip, 7zz and python3.
 # The same versions of the tools give the same bytes.
 set -euo pipefail

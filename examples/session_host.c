@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* session_host.c - walks an archive and everything nested inside it with a session: depth, name, size.
  *
  *   session_host archive.zip           members are extracted to memory

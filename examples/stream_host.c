@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* stream_host.c - hands the library a stream of its own: a file that is read through C's stdio.
  *
  *   stream_host archive.zip

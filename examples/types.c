@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* types.c - lists the archive types that the library knows: number, extensions, name. With a file, tells its type.
  *
  *   types [file]

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // arc_fuzzer.cpp - the calls on one archive in any order that is allowed, over the host of fuzz_host.h: steps, names,
 // extractions, properties, interruptions by a member's content, and their end.
 #include <memory>

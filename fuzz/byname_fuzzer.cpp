@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_fuzzer.cpp - the name-based family over a file, called in any order that its rules allow, with every choice
 // that a host can make taken from the input.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2: the first byte chooses the variant and the size of the calls.
 #include <cstdlib>
 

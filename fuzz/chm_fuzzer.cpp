@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The handler of compiled help files, and LZX as they use it.
 #include "formats/registry.h"
 #include "walk_all.h"

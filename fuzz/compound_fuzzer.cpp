@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The compound-file reader: every entry once, every stream forwards and backwards.
 #include "formats/microsoft/compound/compound_file.h"
 

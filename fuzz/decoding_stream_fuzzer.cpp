@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Reads of a decoding stream, in the order that the input says: two bytes choose each read, the rest is Deflate data.
 #include <algorithm>
 #include <cstdio>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The inflater: the first byte chooses mode, stored flag and the size of the calls.
 #include <cstdlib>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Type detection, with and without the hint that the file is mail. A detector must say the same when it is
 // asked again and whether or not a cache stands in front of the input.
 #include <cstdio>

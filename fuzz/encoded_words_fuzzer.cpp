@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Encoded words in header values.
 #include "decoders/mail/encoded_words.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The explode decoder. Bits 1 and 2 of the first byte are those of a ZIP member's flags: large window, three
 // trees.
 #include "decoders/zip/explode_decoder.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // fuzz_host.h - the host of the fuzz targets that call what the shared library exports: a stream that fails, cuts
 // short or lies, with every choice that a host can make taken from the input.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // LZMA: the first byte chooses whether the size is known (then two more bytes tell it), whether the x86 filter follows
 // and the size of the calls; then come five bytes of properties and the stream.
 #include <cstdlib>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // LZX: the first byte chooses the window, the pairing of the first unit and whether the decoder is reset between
 // units; then come units, each behind its output's and its input's size.
 #include <algorithm>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The installer database handler.
 #include "formats/registry.h"
 #include "walk_all.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The handler of NSIS installers, with the decoders that it uses.
 #include "formats/registry.h"
 #include "walk_all.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The handlers of Office documents; the same input goes to each of them.
 #include "formats/registry.h"
 #include "walk_all.h"

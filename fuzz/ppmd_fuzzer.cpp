@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // PPMd. The first byte gives order and memory, and whether the rest is a stream to decode, in two runs, or bytes that an
 // encoder packs: those must come back.
 #include <algorithm>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // quantum_encoder.h - writes Quantum units token by token, for the round trip that the fuzz target makes.
 #pragma once
 

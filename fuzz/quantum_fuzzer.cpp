@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Quantum. The first byte gives the window (low half) and whether the rest is two units to decode, cut in the middle,
 // or stands for literals and matches that an encoder packs: those must come back whatever their order.
 #include <algorithm>

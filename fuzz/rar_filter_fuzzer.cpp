@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The filters of RAR 2.9. The seven programs are declared first, from 1 on; then come declarations, each behind its
 // flags and its length, and blocks are filtered as they come.
 #include <algorithm>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The reduce decoder. The low two bits of the first byte are the factor less 1.
 #include "decoders/zip/reduce_decoder.h"
 #include "run_decoder.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // replay_main.cpp - runs a fuzz target once over each file of the folders and files named on the command
 // line.
 #include <cstdint>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // run_decoder.h - what every decoder's fuzz target does: decode once under a limit and check the count.
 #pragma once
 

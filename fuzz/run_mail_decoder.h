@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // run_mail_decoder.h - what the targets of the mail decoders do: decode whole, then with half as a limit.
 #pragma once
 

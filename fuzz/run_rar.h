@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // run_rar.h - what the fuzz targets of the RAR methods do: a member, a part of it, and one that goes on from there.
 #pragma once
 

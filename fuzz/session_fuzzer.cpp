@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // session_fuzzer.cpp - a session over the host of fuzz_host.h, with its limits, its factory and the order of the calls
 // taken from the input. The first of all choices descends and uses a factory in memory.
 #include <filesystem>

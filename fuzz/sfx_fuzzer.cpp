@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Self-extracting executables, and the archives that they hold.
 #include "formats/registry.h"
 #include "walk_all.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The shrink decoder. The first byte is ignored, so that inputs can be moved between the three old methods.
 #include "decoders/zip/shrink_decoder.h"
 #include "run_decoder.h"

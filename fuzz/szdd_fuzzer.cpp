@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The SZDD handler and its decoder.
 #include "formats/registry.h"
 #include "walk_all.h"

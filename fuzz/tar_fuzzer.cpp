@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The TAR handler: the input as it is, and stored inside gzip.
 #include <vector>
 

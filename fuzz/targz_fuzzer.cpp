@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The TAR handler over compressed data, and what detection says about them.
 #include <cstdio>
 #include <cstdlib>

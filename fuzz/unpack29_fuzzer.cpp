@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The RAR 2.9 method, with PPMd blocks and filters.
 #include "run_rar.h"
 

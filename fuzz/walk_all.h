@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // walk_all.h - what every format's fuzz target does with a handler: open, query, extract, next, to the end.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // walk_fuzzer.cpp - the toolkit family's walk over the host of fuzz_host.h, extracting to every kind of target. The
 // first of all choices is memory.
 #include <algorithm>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The ZIP handler and every decoder it uses.
 #include "formats/registry.h"
 #include "walk_all.h"

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Compares what the shared library exports and needs with what it should.
 
 usage: check_exports.py exports.txt library nm objdump [symbol_version]

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Checks that the library and the program were built with what cmake/BrixHardening.cmake promises.
 
 usage: check_hardening.py BUILD_FOLDER READELF OBJDUMP [--fortified] [--crt FILE] LIBRARY [PROGRAM...]

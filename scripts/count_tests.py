@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Counts what a ctest run did: prints "PASSED FAILED SKIPPED WAITING" and the reason of each skip.
 
 usage: count_tests.py CTEST_JUNIT_XML [FOLDER_OF_GOOGLETEST_XML]

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # packages.sh - installs what a step needs; sourced by ./brix and ./check.
 #
 # need_packages CHECK=PACKAGE... where CHECK is a command, or a file when it begins with '/'. Installs the packages of

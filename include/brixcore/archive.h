@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* archive.h - the Arc family: walk one archive that lies in a host's stream.
  *
  * The host hands in a stream (ArcStream), steps through the members and extracts those it wants into streams of

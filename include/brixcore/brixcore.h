@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* brixcore.h - everything a host needs, and what holds for all of it.
  *
  * Names of members are bytes as the container stores them, in whatever encoding its writer used, at most 511 and a

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* byname.h - the name-based family: walk an archive file by path, members go to temporary files.
  *
  * A decompression context holds settings and the last error value; an archive is opened under it. The host asks for

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* catalogue.h - the archive types by public number: their names, their usual extensions, and what a file is.
  *
  * Public numbers stay the same from release to release. They are not the internal numbers of status.h, nor the legacy

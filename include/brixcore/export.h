@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* export.h - how brixcore's functions are marked for C and C++ hosts, on both platforms. A host that links the static
  * library defines BRIXCORE_STATIC; the CMake package and pkg-config do so for it. */
 #ifndef BRIXCORE_EXPORT_H_

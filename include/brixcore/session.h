@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* session.h - the ArcTk family: walk an archive and everything nested inside it, each member extracted into a
  * stream that a factory of the host's makes; and ready-made streams and factories.
  *

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* status.h - the results of the stream-based families, and the numbers of the container types.
  *
  * Every function of these families returns one of these values as an int32_t. 0 is success, everything else

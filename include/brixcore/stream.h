@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* stream.h - the records that cross the border: streams, factories of streams, and properties of members.
  *
  * A stream has no current position: every call names the offset it works at. Offsets and sizes are bytes,

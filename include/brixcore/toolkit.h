@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* toolkit.h - the ArcTk2_ family: walk an archive and everything nested inside it.
  *
  * A toolkit holds settings; each archive opened under it copies them. One loop sees the whole tree: after a

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // arc_api.cpp - the exported functions on one archive: arguments are checked here, the work is done in
 // arc_archive.cpp.
 #include <cstddef>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // arc_archive.h - one open archive of the Arc family: a handler over a host's stream, and where it stands.
 //
 // The handler is asked for its first member by the first step, not on opening, so that a damaged directory is the

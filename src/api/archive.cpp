@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // archive.cpp - opening and walking; extraction is in archive_extract.cpp.
 #include "api/archive.h"
 

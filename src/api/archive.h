@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // archive.h - one open archive of the toolkit family: the stack of containers that a walk stands in, and the
 // member that it may descend into next.
 //

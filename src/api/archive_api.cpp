@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // archive_api.cpp - the exported functions on an archive: arguments are checked here, the work is done in
 // archive.cpp and archive_extract.cpp.
 #include <cstdlib>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // archive_extract.cpp - the four targets of an extraction, and the limits that they share.
 #include <algorithm>
 #include <cstdlib>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_archive.h - one open archive of the name-based family: the levels that a walk stands in and the temporary
 // file that the host holds.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_change_api.cpp - the exported functions that would change and create archives. No handler can write, so each
 // fails and leaves everything but the error value as it was.
 #include "api/byname_handles.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_context.h - the context of the name-based family, and how its exported functions are run.
 #pragma once
 

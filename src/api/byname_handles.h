@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_handles.h - how an exported function of the name-based family looks at the archive it was given.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_settings_api.cpp - the exported functions on a decompression context, and the settings of an archive.
 #include <cstring>
 #include <new>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_walk_api.cpp - the exported functions that open, walk and extract; byname_archive.cpp does the work.
 #include <cstring>
 #include <memory>

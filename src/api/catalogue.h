@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // catalogue.h - the constant table that joins public type numbers to internal ones, and the older one from extensions
 // to legacy numbers.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // failing_stream.h - operations for the slots of a stream record that a kind of stream does not have.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // guarded.h - the wall between the library and its host: no exception leaves an exported function.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // handles.h - how an exported function looks at the handle it was given.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // host_stream.h - a host's stream record as a stream of the library.
 #pragma once
 

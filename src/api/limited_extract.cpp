@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // limited_extract.cpp - a handler is asked for one byte more than the limit, and that byte is dropped on the way:
 // so a member of exactly the limit is whole, a longer one is cut, and no handler has to know the difference. On
 // the way to the target stand, in this order, a buffer of 4,096 bytes and the limit; neither depends on what the

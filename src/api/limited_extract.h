@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // limited_extract.h - the one way in which a member is decoded under a limit.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // limits.h - what bounds a descent into hostile input: depth, bytes a member, and a ratio along the chain.
 //
 // The ratio is measured against the smallest container on the way to a member. Everything extracted below

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // load.cpp - start and end of the process's log. Everything that this touches is ready before the language's own
 // statics are made, and still there when they are gone.
 #include "api/load.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // load.h - what happens when a process loads and unloads the library.
 #pragma once
 

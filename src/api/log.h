@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // log.h - the messages about what the library does: to a host's callbacks and to the process's log file.
 //
 // The file is there only when ARCLOGPATH named a directory as the library was loaded. Without it, a message costs two

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // owned_stream.h - a stream record that the library closes: one that a host's factory made for it.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // ready_streams.cpp - streams of the library's own in the shape of a host's record, and factories of them.
 //
 // The context is the stream object, so one set of operations serves every kind. Each stream is one allocation:

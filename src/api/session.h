@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // session.h - one session of the ArcTk family: the stack of archives that a walk stands in.
 //
 // Each level extracts its members into streams of the host's factory and keeps the last one, its pending member.

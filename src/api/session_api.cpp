@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // session_api.cpp - the exported functions on a session: arguments are checked here, the work is done in
 // session.cpp.
 #include <new>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // toolkit.h - what a toolkit holds, and what an archive copies from it when it is opened.
 #pragma once
 

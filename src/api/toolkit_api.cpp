@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // toolkit_api.cpp - the exported functions on a toolkit: settings, no work.
 #include <new>
 

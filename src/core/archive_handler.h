@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // archive_handler.h - the one interface through which every container format is read.
 //
 // A handler is made by the factory (format_table.h) over a caller's stream, walks the members in stored order

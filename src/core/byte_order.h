@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byte_order.h - the only place where bytes become numbers, and numbers bytes.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cached_read_stream.h - a small read cache in front of a stream.
 //
 // Header parsing issues many 1- to 4-byte reads near each other; four blocks of 1,024 bytes turn them into a

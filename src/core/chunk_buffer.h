@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chunk_buffer.h - a growable byte string kept as a chain of chunks, so that appending moves nothing.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // crc32.h - CRC-32 with the reflected polynomial 0xEDB88320, all-ones start and final complement.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // decoder_input.h - the stream from which the decoders of one container read, and the allowance for what they read.
 //
 // Members may share their compressed bytes, and one may lie so that everything before it must be decoded again. Then a

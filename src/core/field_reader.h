@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // field_reader.h - reads the fields of a record so that an unchecked read cannot be written.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // format_table.h - the ordered table of formats: type detection and the handler factory.
 //
 // Core knows rows, never formats. The rows stand in formats/registry.cpp.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // memory_block.h - an uninitialised block of bytes that says when there is no memory.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // memory_stream.h - streams over memory: one that grows, and one over a block of the caller's.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // stream.h - the one interface through which every byte is read and written.
 //
 // A stream has no current position, so a directory walker and a decoder, or two levels of nesting, use one

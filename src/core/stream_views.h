@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // stream_views.h - streams over other streams: a window on one (RangeStream) and a stream of nothing
 // (NullStream).
 #pragma once

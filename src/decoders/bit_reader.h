@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bit_reader.h - bits of a stream, least significant first, from large pieces.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // decoding_stream.cpp - serves reads out of the decoder's buffer.
 //
 // The decoder keeps the last part of its output in one piece of memory. A read inside it is a copy; one behind it

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // decoding_stream.h - a compressed stream's output as a read-only Stream.
 #pragma once
 

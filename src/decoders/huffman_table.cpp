@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // huffman_table.cpp - builds decoding tables, which is nearly the whole cost of a small compressed member.
 //
 // Codes are visited in canonical order, shortest first. In least-significant-first order a code of n bits owns every

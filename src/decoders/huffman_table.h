@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // huffman_table.h - the one builder of decoding tables for canonical Huffman codes.
 //
 // A table has a root part, indexed by the next `root_bits` bits of the input, and behind it subtables for longer

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // input_piece.h - bytes of a stream in large pieces, for loops that do not look for the end at each byte.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // local_bits.h - a bit reader's state on locals, for a decoder with one loop.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // match_copy.h - how every LZ decoder copies a match inside its linear buffer.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // msb_bits.h - bits of a stream, most significant first, from large pieces.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // msb_cursor.h - the next bits of an input in memory, most significant first, for loops that keep them on locals.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // resumable_decoder.h - the contract of the decompressors that can stop anywhere and go on.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // registry.cpp - the only file that includes every format.
 #include "formats/registry.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // log_writer.h - a text file that grows at its end through a buffer of 4,096 bytes.
 #pragma once
 

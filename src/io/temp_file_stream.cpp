@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 #include "io/temp_file_stream.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // temp_file_stream.h - a stream over a new file that the library names itself and deletes with the stream.
 #pragma once
 

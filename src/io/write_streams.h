@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // write_streams.h - what stands between a handler and the target of an extraction: a buffer that joins small
 // writes, and a limit that the target never sees passed.
 #pragma once

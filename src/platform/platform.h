@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // platform.h - what the library asks of the operating system: files by descriptor, and the environment.
 //
 // A descriptor is the index of a slot in one process-wide table of 2,048 operating-system handles. One lock

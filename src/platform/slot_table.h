@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // slot_table.h - the table behind the descriptors, the same on every system.
 #pragma once
 

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: brixcore developers
+ * SPDX-License-Identifier: Apache-2.0 */
+
 /* abi_test.c - the library as a host in C99 sees it. Layouts are checked when this compiles, the calls when
  * it runs. */
 #include <brixcore/brixcore.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // allocation_failure_test.cpp - small walks in which the n-th allocation fails, for every n. Each must end
 // with a status, leave no file behind and, which the sanitizers see, no memory.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // byname_test.cpp - the name-based family's walk in which the n-th allocation fails, for every n, and a log line that
 // finds no memory.
 #include <gtest/gtest.h>

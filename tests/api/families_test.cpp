@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // families_test.cpp - one nested input through all four families: the same members where their rules agree, and the
 // stated difference where they do not.
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // fault_test.cpp - hosts whose stream goes wrong at any one call, or from there on. The walk must end, keep
 // its limits, leave no file and no open descriptor behind, and never close the host's stream.
 #include <gtest/gtest.h>

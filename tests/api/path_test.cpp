@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // path_test.cpp - paths that are long, and names beyond the system's own code page, in every call that takes one.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // session_support.h - a factory that misbehaves on demand, and a session's walk that writes down what it saw.
 #pragma once
 

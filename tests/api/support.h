@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // support.h - what the tests of the exported functions share: containers built in place, a host stream that
 // misbehaves on demand, and an open archive that writes down what a walk saw.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // threads_test.cpp - threads with handles of their own do not see each other; the thread sanitizer looks on in a
 // build of its own.
 #include <gtest/gtest.h>

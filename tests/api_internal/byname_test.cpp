@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // What no exported function brings about: the error value that stops a walk.
 #include "api/byname_archive.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // LZMA and the filter behind it. The fixtures are five bytes of properties, eight of a size, the stream.
 #include "decoders/lzma/lzma_decoder.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mail_decoders_test.cpp - the transfer encodings: what they yield, where they stop, and that neither limits nor the
 // edges of the reader's buffer show.
 #include "decoders/mail/mail_decoders.h"

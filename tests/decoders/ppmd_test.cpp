@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // PPMd by a real archive, by streams whose sums other programs confirmed, and by round trips; the fuzz target ppmd
 // makes more of those.
 #include "decoders/ppmd/ppmd_decoder.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Single Quantum units; the fuzz target quantum makes round trips through an encoder.
 #include "decoders/quantum/quantum_decoder.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The 2.0 and 2.9 decompressors by round trips through support/rar_builder.h; real archives are in
 // formats/rar_test.cpp.
 #include <gtest/gtest.h>

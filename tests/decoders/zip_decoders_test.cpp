@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // The decoders of ZIP's old methods, over what the original programs packed and over what none would.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_test.cpp - cabinets with one field spoiled, and what a walk over them shows.
 #include <gtest/gtest.h>
 

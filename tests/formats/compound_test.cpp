@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // compound_test.cpp - compound files with one field spoiled, mostly shown through the handler of installer
 // databases, which lists every stream of the root.
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // corpus_test.cpp - detects a folder of sample archives and compares every member with what other tools found.
 //
 // The samples are not part of this tree. The environment variable BRIX_CORPUS names a folder with one

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // decoding_allowance_test.cpp - small files made to keep a decoder busy: the work is counted, and ends.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Archives inside executables: the search, its confirmation, and the installer header behind the image.
 #include <gtest/gtest.h>
 

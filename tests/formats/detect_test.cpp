@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // What each detector accepts, and the order in which they are asked.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // documents_test.cpp - what the texts say is recognised and read, compared with the registry.
 #include <gtest/gtest.h>
 

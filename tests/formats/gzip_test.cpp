@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // gzip_test.cpp - header fields, and what the one member of a gzip file shows.
 #include <gtest/gtest.h>
 

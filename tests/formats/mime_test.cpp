@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mime_test.cpp - the walk through a message: which members it finds, what they are called and hold, and that bad
 // input costs no more than its size.
 #include <gtest/gtest.h>

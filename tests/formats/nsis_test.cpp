@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_test.cpp - names as scripts give them, blocks in all layouts, and what damaged installers come to.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // office_test.cpp - packages in each layout, and where a walk finds them.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // reopen_test.cpp - opening a container once more, wherever the walk was, begins it anew.
 #include <gtest/gtest.h>
 

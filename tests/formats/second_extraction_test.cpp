@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // second_extraction_test.cpp - a member that is extracted again gives the same bytes, or fails; and those after it are
 // none the worse for it. Of Office documents alone an extraction continues the one before unless the member is started
 // again; the test that keeps that is Office.KeepsGoingOnWhereAnExtractionWithALimitEnded.

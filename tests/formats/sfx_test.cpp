@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // Self-extracting executables: that the archive's own handler does the work.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // tar_test.cpp - archives with one field spoiled, sparse members, and the same inside gzip.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_test.cpp - archives with one field spoiled, and what a walk over them shows.
 #include <gtest/gtest.h>
 

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Compiles and runs what README.md and the comments of the public headers show, and runs the programs of examples/, over a
 nest with damaged and cut members. The examples in the manual pages must be those of the headers.
 

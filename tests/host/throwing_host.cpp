@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // throwing_host.cpp - a host whose callbacks throw, built by a compiler of its own: every exported call that was underway
 // says so by its result, leaves no exception in flight, and its handle can still be closed. The host's own exceptions
 // work as before.

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Builds throwing_host.cpp with g++ and with clang++, whichever are here, and runs it on a library that was built already.
 
 usage: throwing_test.py LIBRARY [COMPILER [EMULATOR]]

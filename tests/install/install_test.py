@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Installs the library and builds README.md's program against the copy, outside the tree, the ways README.md shows.
 
 usage: install_test.py BUILD_FOLDER C_COMPILER CXX_COMPILER OBJDUMP [EMULATOR...]

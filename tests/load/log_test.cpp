@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // log_test.cpp - the process's log, seen by a program that loads and unloads the library itself, again and again.
 #include <brixcore/byname.h>
 #include <brixcore/catalogue.h>

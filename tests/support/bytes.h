@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bytes.h - builds test input field by field, so that a test can spoil one of them.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_builder.h - writes bzip2 blocks symbol by symbol, with any codes, and tells naively what they decode to.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_builder.h - writes a cabinet folder by folder, so that a test can spoil one field.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // compound_builder.h - writes a compound file entry by entry, and tells where its fields stand, so that a test can
 // spoil one of them.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // deflate_builder.h - writes Deflate and Deflate64 blocks token by token, with any code the test wants.
 #pragma once
 

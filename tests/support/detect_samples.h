@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // detect_samples.h - the smallest inputs that each detector accepts.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // handler_walk.h - walks a handler over bytes in memory and keeps what it found, for tests of one format.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzx_builder.h - writes LZX units at random, with every kind of block and code, and knows what they decode to.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_builder.h - writes NSIS installers: a script of entries and strings, and blocks of data.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // pe_builder.h - builds just enough of a Windows executable for those who look for data inside one.
 #pragma once
 

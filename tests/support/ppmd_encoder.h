@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // ppmd_encoder.h - packs bytes by PPMd as RAR 2.9 wants them: the decoder's own model, and the coder that answers for it.
 #pragma once
 

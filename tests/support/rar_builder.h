@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_builder.h - writes RAR archives, blocks of the 2.0 and 2.9 methods, and declarations of filters.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // recording_stream.h - a stream in memory that writes down what reaches it and fails on demand.
 #pragma once
 

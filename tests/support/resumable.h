@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // resumable.h - runs the decoders that can stop and go on, for tests and fuzz targets.
 #pragma once
 

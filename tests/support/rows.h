@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rows.h - a table of inputs and answers, and the loop over it.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // tar_builder.h - writes tar headers, sparse maps and members, so that a test can spoil one field.
 #pragma once
 

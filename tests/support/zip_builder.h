@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_builder.h - writes a ZIP archive member by member, so that a test can make header and directory
 // disagree or spoil one field.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_codes.h - writes the code length lists of ZIP's imploding method.
 #pragma once
 

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Runs the program brix as a user would: exit codes, listings, what it writes and where.
 
 usage: brix_test.py [EMULATOR] PROGRAM

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """What ./check decides by itself: its steps, where samples are looked for, and its exit code.
 
 It runs in a made-up project whose one step, layers, is a script of this test.

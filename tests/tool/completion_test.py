@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Completes command lines of brix in bash, and compares the options offered with those that brix itself names.
 
 usage: completion_test.py PROGRAM

@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Makes installers with makensis, by each compressor, solid and not, with ANSI and Unicode strings, and extracts them.
 
 usage: nsis_test.py PROGRAM

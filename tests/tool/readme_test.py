@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 """Checks that the console session in README.md is what the program prints. (tests/host looks after its C program.)
 
 usage: readme_test.py PROGRAM

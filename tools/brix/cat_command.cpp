@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cat_command.cpp - `brix cat`: one member's bytes to standard output.
 //
 // Only the containers on the way to the member are extracted. A member is addressed by its path, the names joined by

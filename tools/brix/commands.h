@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // commands.h - what the program can do; one file each. All return the program's exit code.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // extract_command.cpp - `brix x`: writes every member below a directory, those of nested containers too.
 //
 // The members of a container that was written as "inner.zip" go to the folder "inner.zip.d" beside it. With

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // id_command.cpp - `brix id`: what each file is. Nothing is extracted.
 #include "open_file.h"
 #include "text.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // list_command.cpp - `brix ls`: the whole tree inside each file, as indented text or as JSON lines.
 //
 // The text is the same on a terminal and in a pipe. A line is held back until the next member shows whether

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // main.cpp - the command line of brix, a host program of brixcore.
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // output.h - the program's own standard output.
 //
 // The library prints two prescribed messages to the standard output of the process. They must not get among what the

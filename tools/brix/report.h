@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // report.h - what the work on one file says, and its exit code; printed in input order also when files are
 // worked on by several threads.
 #pragma once

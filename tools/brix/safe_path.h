@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // safe_path.h - turns a member's name into file names that are safe on every system.
 //
 // A member may be called anything: "../../etc/passwd", "C:\boot.ini", "NUL", "a.txt:stream", "name. ". The

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // system.h - what the program asks of the operating system; one implementation each in system_posix.cpp and
 // system_windows.cpp. Paths are UTF-8 on Windows and plain bytes elsewhere.
 #pragma once

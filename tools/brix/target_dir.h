@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // target_dir.h - writes members below one directory, whatever they are called.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // text.h - member and file names on their way to a terminal or into JSON.
 //
 // A name is any bytes. A hostile one holds control characters that move the cursor or retitle the window, or

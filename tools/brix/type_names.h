@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // type_names.h - the words that the program shows for the library's container types.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // walk.h - walks all that is nested inside one file.
 //
 // Every command is a visitor of this one walk, so they agree on what a member is called, what stopped it and

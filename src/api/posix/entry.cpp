@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // entry.cpp - the system's calls when it loads and unloads the library.
 #include "api/load.h"
 

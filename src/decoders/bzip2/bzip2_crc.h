@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_crc.h - CRC-32 with the polynomial 0x04C11DB7, highest bit first, without the start and the complement.
 #pragma once
 

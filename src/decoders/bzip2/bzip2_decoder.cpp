@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_decoder.cpp - the frame around bzip2's blocks, and the runs in their text.
 //
 // A block decodes as a whole to a text, in which four bytes alike are followed by the count of more of them. The text is

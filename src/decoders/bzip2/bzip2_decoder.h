@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_decoder.h - bzip2, as files have it and as Nullsoft installers do.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_rotations.cpp - follows a permutation from several places at once.
 //
 // Each row of the sorted rotations has a first byte, and a row in which the rotation stands that is one byte shorter at

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_rotations.h - the inverse of the Burrows-Wheeler transform.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_symbols.cpp - reads a block's tables and symbols.
 //
 // A symbol is a place in a list of bytes, from which its byte moves to the front; places of the front itself come as

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // bzip2_symbols.h - the Huffman coded part of a bzip2 block: from bits to the last column of the sorted rotations.
 #pragma once
 

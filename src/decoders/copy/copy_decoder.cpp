@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // copy_decoder.cpp - moves bytes from one stream to another in large pieces.
 //
 // Bounds: the limit and the end of the input; each turn of the loop moves at least one byte. It costs 32 KiB

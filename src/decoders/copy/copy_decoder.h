@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // copy_decoder.h - the method of members that are not compressed.
 #pragma once
 

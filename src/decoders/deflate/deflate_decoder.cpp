@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // deflate_decoder.cpp - the inflater's state between and around its loops (deflate_loop.h).
 //
 // Output is decoded into one linear buffer: up to a window of history, then the pending part, then slack that

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // deflate_decoder.h - the inflater, for Deflate (RFC 1951) and Deflate64 (ZIP method 9).
 #pragma once
 

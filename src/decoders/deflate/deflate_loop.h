@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // deflate_loop.h - the two loops that decode the symbols of a block; included by deflate_decoder.cpp alone.
 //
 // The fast loop runs while the bit reader allows a turn and the output has not reached `out_stop`. A turn takes

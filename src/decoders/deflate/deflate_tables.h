@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // deflate_tables.h - what Deflate and Deflate64 symbols mean, as entries for the table builder.
 #pragma once
 

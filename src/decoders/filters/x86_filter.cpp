@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // x86_filter.cpp - the compressor's addition to call and jump targets, taken back.
 //
 // Behind the opcodes E8 and E9 stand four bytes, the distance to a target. The compressor makes them the target's

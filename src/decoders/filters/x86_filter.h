@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // x86_filter.h - undoes the conversion of x86 branch targets that compressors put in front of LZMA ("BCJ x86").
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzma_decoder.cpp - LZMA's state between and around its loop (lzma_loop.h).
 //
 // Output is decoded into one linear buffer that doubles as it fills, up to the window and some room behind it. When that

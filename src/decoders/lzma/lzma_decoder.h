@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzma_decoder.h - LZMA, as its first version has it: without the headers that file formats put in front.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzma_loop.h - the loop that decodes LZMA's symbols; included by lzma_decoder.cpp alone.
 //
 // A symbol takes at most 20 bytes of input: 22 bits with models, of which none takes more than 6.05 bits, and 26

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzma_models.h - the probabilities of LZMA, and how a bit is decoded with one.
 //
 // A range coder narrows [0, range) to the part of the bit that the input's number, `code`, lies in: the lower part, of

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // szdd_decoder.cpp - LZSS with a 4,096-byte window.
 //
 // One linear buffer holds the last 4,096 bytes of output (spaces at the start) and the output not yet

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // szdd_decoder.h - the LZSS method of the Microsoft compress utility.
 #pragma once
 

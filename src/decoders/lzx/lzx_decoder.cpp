@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzx_decoder.cpp - LZX's blocks, trees and units, around the loops of lzx_loop.h.
 //
 // Output is decoded into a ring of the window and one unit. Units of 32,768 bytes tile the ring, so none of them

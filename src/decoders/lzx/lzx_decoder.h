@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzx_decoder.h - LZX, as cabinets and compiled help files use it.
 #pragma once
 

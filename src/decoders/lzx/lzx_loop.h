@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzx_loop.h - LZX's bit reader and the two loops that decode the symbols of a block; included by lzx_decoder.cpp
 // alone.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lzx_tables.h - sizes and symbols of the LZX method, and the tables that decode a block.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // base64_decoder.cpp - decodes a body as one run of characters.
 //
 // Line ends are foreign characters like any other, so the loop does not look for them: it decodes sixteen characters

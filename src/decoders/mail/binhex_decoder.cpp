@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // binhex_decoder.cpp - BinHex 4.0: six-bit groups, then runs, then a header and two forks.
 //
 //     (This file must be converted with BinHex 4.0)

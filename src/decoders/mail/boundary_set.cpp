@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // boundary_set.cpp - a tree of boundary strings in one block of bytes.
 //
 // A node is a word and a label, with one more word before it when the node has children:

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // boundary_set.h - the boundary strings of a message, and the test whether a line is one of them.
 #pragma once
 

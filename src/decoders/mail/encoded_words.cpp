@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // encoded_words.cpp - finds encoded words and undoes their B or Q encoding.
 //
 // Kept: Q words follow the rules of quoted-printable lines, so that an underscore stays one.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // encoded_words.h - encoded words in header values: =?charset?B?...?= and =?charset?Q?...?=.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // line_reader.cpp - finds line ends 16 bytes at a time.
 //
 // CR, LF, CRLF, CRLF with more CRs before it and LF CR all end a line, however they are mixed (LineEndSize). A line

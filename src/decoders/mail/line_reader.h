@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // line_reader.h - lines of a stream as spans into one large buffer.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mail_decoders.h - the transfer encodings of mail.
 #pragma once
 

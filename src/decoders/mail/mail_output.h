@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mail_output.h - where the mail decoders put their bytes: a buffer that is flushed to the caller's stream and stops at
 // the limit.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mail_text.h - the small tests on a line of mail that its walk and its decoders share.
 #pragma once
 

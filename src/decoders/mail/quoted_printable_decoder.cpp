@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // quoted_printable_decoder.cpp - lines that hold nothing odd are copied sixteen bytes a step, others with care.
 //
 // Kept: a boundary line after a soft line break is text. The handler learns of it and goes on there, so that no

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // six_bit.h - four characters become three bytes: the group decoder of base64, uuencode and BinHex.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // text_decoders.cpp - text as it stands, and uuencoded blocks: both read line by line.
 //
 // Bounds: each turn takes a line or a piece of one. A uuencoded line yields at most 63 bytes, whatever it says.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // ppmd_decoder.cpp - the model of ppmd_model.h under the coder of ppmd_range.h.
 //
 // Bounds: a symbol costs at most one turn for each order and state, and each yields a byte or ends the run. What is read

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // ppmd_decoder.h - PPMd variant H under the range coder of RAR 2.9 archives.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // ppmd_model.h - the model of PPMd variant H: what the next byte is likely to be, by what stood before.
 //
 // A context stands for the bytes that led to it and holds a state for each byte that followed: how often, and the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // ppmd_range.h - the range decoder of RAR 2.9's PPMd; included by ppmd_decoder.cpp alone.
 //
 // The bounds are 32-bit numbers that wrap: low and low + range. When both share their top byte it is dropped and a byte

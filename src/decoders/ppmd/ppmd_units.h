@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // ppmd_units.h - the one block of memory in which a PPMd model lives, and how it is shared out.
 //
 // The block begins with the text, the bytes seen lately, which grows upwards. Behind it are units of 12 bytes: new

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // quantum_decoder.cpp - LZ77 under an adaptive arithmetic coder.
 //
 // A symbol of the selector model comes first. 0 to 3: a literal of that quarter of the byte values, by the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // quantum_decoder.h - Quantum, the arithmetic-coded method of cabinets.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // quantum_model.h - the adaptive frequency models of Quantum; included by quantum_decoder.cpp alone.
 //
 // A model keeps its symbols in an order of its own, the frequent ones mostly in front, and for each place the sum

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_audio.h - the predictor of sampled sound, of 2.0 audio blocks and of the 2.9 audio filter.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_blocks.cpp - what stands between the symbols: block headers with their code lengths, ends, and filters.
 //
 // Code lengths are differences to those of the block before, unless the header says that it begins anew, and are coded

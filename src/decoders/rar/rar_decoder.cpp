@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_decoder.cpp - members, the ring and its delivery, around the loops of rar_loop.h.
 //
 // Output is decoded into a ring, in runs that the loops end at, and leaves from there in as large ones. The ring grows

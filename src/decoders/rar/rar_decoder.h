@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_decoder.h - the decompressors of RAR 2.0 and RAR 2.9.
 #pragma once
 

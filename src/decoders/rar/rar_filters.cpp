@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_filters.cpp - declarations of filters, their order, and the blocks they are applied to.
 //
 // No filter's program is run: only the standard ones are taken, told by the length and CRC-32 of their code, and done

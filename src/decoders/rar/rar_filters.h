@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_filters.h - filters that a 2.9 member declares over blocks of its output.
 #pragma once
 

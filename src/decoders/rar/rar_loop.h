@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_loop.h - the loops that decode the symbols of a block of literals and matches.
 //
 // The fast loop runs while the bits allow a turn and the output has not reached `stop`. A turn takes up to three

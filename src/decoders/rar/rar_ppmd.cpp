@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_ppmd.cpp - blocks of the 2.9 method that are coded by PPMd.
 //
 // A block begins with a byte of flags and goes on with a range coder's bytes. Its symbols are the output's, but for

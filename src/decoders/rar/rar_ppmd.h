@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_ppmd.h - the PPMd model of a solid chain.
 #pragma once
 

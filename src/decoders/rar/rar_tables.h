@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_tables.h - sizes and symbols of the two RAR methods, and the tables that decode their blocks.
 #pragma once
 

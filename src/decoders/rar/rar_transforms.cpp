@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_transforms.cpp - undoes the seven standard filters.
 //
 // In the format these are programs for a machine with 256 KiB of memory; we never run one. Three of them work in place,

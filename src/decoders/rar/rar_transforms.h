@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_transforms.h - the seven standard filters of RAR 2.9, as functions.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // explode_decoder.cpp - the imploding method: LZ77 under Shannon-Fano codes.
 //
 // The input begins with the code lengths: of literals (256, only with three trees), of match lengths (64), of

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // history_output.h - the output side that the old ZIP methods share.
 #pragma once
 

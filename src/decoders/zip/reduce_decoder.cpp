@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // reduce_decoder.cpp - follower sets, then runs behind a marker byte.
 //
 // The input begins with a set of at most 32 likely followers for each byte value, that of 255 first. A byte

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // reduce_decoder.h - ZIP methods 2 to 5.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // shannon_fano_table.h - the decoding table of one code of the imploding method.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // shrink_decoder.cpp - LZW with partial clearing.
 //
 // Codes 0 to 255 are bytes, 256 announces a command (1: codes grow by a bit; 2: partial clear), the others

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // pe_sections.cpp - as much of a Windows executable as tells where its sections' raw data lie.
 //
 // Bounds: at most 65,535 section entries, read 25 at a time; every sum of stored values is checked.

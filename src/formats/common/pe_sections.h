@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // pe_sections.h - as much of a Windows executable as tells where its sections' raw data lie.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // signature_scan.cpp - searches for archive signatures that need not stand at the start of the input.
 //
 // The search inside executables compares nothing but pairs of bytes, many places at once, until one pair is

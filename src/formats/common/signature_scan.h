@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // signature_scan.h - searches for archive signatures that need not stand at the start of the input.
 #pragma once
 

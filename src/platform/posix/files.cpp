@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // files.cpp - the file layer on POSIX systems.
 //
 // Files are opened with O_NONBLOCK, so that opening a pipe without a writer returns, and then refused when

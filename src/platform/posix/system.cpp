@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // system.cpp - what is neither opened nor read, on POSIX systems.
 #include <sys/mman.h>
 #include <sys/stat.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // files.cpp - the file layer on Windows.
 //
 // Reads and writes name their offset in an OVERLAPPED record; on a handle opened for synchronous use that

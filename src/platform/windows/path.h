@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // path.h - names as the system takes them: UTF-16, and of any length.
 //
 // A narrow name may be of either of two encodings: the system's own (ANSI) code page, which callers of an older

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // stack_guard.cpp - the canary of -fstack-protector and what happens when one was overwritten. The compiler's own come
 // with a library that needs another DLL for its random numbers.
 //

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: brixcore developers
+# SPDX-License-Identifier: Apache-2.0
+
 # Completion of brix for fish.
 set -l none 'not __fish_seen_subcommand_from id ls x cat'
 complete -c brix -n $none -f -a id -d 'Say what each file is'

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // arj_detect.cpp - finds the main header of an ARJ archive.
 //
 // Layout, little-endian: 60 EA, basic header size (2), that many header bytes, their CRC-32 (4).

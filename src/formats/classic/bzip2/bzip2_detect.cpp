@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 #include "formats/classic/bzip2/bzip2_detect.h"
 
 #include <array>

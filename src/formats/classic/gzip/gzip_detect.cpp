@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // gzip_detect.cpp - recognises a gzip file and finds where its compressed data begin.
 //
 // Layout, little-endian: 1F 8B 08, flags (1), time (4), extra flags (1), system (1); then, each when its flag

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // gzip_format.h - offsets and flags of a gzip member's header.
 #pragma once
 

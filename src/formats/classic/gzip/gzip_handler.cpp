@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // gzip_handler.cpp - presents a gzip file as a container of one member: its data, under the name in its header.
 //
 // Only the first gzip member is read; others behind it and the trailer (CRC-32 and size) are not looked at. So the

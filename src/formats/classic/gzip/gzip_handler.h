@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // gzip_handler.h - presents a gzip file as a container of one member.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // lha_detect.cpp - recognises an LHA archive by its first member's header.
 //
 // Layout: header size n (1), sum of the n bytes that follow (1), then "-lh5-" or the like, sizes, name.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 #include "formats/classic/qxzip/qxzip_detect.h"
 
 #include <array>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sparse_map.cpp - reads a sparse member's map out of its header and extension blocks.
 //
 // Bounds: memory grows by doubling, as entries really arrive: 8 bytes for each 24 of the archive, at most 16 for a

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sparse_map.h - which parts of a sparse member are stored.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // tar_detect.cpp - recognises a tar archive by its first header block.
 //
 // Kept: a file that begins as gzip is only ever looked at through its decompressed bytes, those of its first member; and

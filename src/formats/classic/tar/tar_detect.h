@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // tar_detect.h - tar archives, plain or inside gzip.
 #pragma once
 

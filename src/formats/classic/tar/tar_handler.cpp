@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // tar_handler.cpp - walks the header blocks of a tar archive, plain or inside gzip, and extracts its files.
 //
 // A member is a header block, for a sparse file the extension blocks of its map, and its data up to the next whole

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 #include "formats/classic/tar/tar_header.h"
 
 #include <algorithm>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // tar_header.h - the fields of a tar header block, shared by the detector and the handler.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // unixz_detect.h - single streams packed by the Unix compress program (".Z").
 #pragma once
 

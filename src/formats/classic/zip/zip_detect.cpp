@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_detect.cpp - finds a ZIP archive's directory from the end of the file.
 //
 // The directory stands right in front of the end record, wherever the archive was moved to by data put before

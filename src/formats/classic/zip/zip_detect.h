@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_detect.h - recognises a ZIP archive by its directory.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_format.h - signatures, offsets and flags of the ZIP format. All fields are little-endian.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_handler.cpp - walks a ZIP archive's central directory and extracts members by their local headers.
 //
 // The directory says which members there are; the local header in front of a member's data has the last word

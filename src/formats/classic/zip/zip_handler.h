@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_handler.h - lists and extracts the members of a ZIP archive.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // zip_methods.h - the decoders of one archive's members, kept from member to member.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_data.cpp - decodes the script header and the blocks of files.
 //
 // Behind the first header stands the script header, and behind that the files, block after block. Either each of them

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_data.h - the data behind an installer's first header: the script header and the blocks of files.
 #pragma once
 

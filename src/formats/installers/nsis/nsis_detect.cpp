@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_detect.cpp - recognises an NSIS installer by the header behind its executable image.
 //
 // Layout of the first header, little-endian: flags (4), 0xDEADBEEF (4), "NullsoftInst" (12), lengths.

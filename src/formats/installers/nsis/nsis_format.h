@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_format.h - offsets, widths, opcodes and limits of NSIS installers. All fields are little-endian.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_handler.cpp - lists the files that an installer's script writes and extracts them.
 //
 // An uninstaller is stored in two blocks. Its program is the installer's own with other icons, and the first block has

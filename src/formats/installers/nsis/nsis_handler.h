@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_handler.h - presents the files of an NSIS installer as members.
 #pragma once
 

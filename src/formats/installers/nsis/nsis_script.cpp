@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_script.cpp - reads the entries of an installer's script for what they write.
 //
 // The entries are read once, from first to last, as if they ran in that order: one sets the directory, the others put

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_strings.cpp - expands the strings of a script: text with codes for variables, folders and language strings.
 //
 // Four ways of writing them are in use. Version 2 has bytes, and codes 252 to 255 with two bytes behind them; version

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // nsis_strings.h - the strings of an installer's script, with their variables by name.
 #pragma once
 

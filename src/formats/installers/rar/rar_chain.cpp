@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_chain.cpp - reads blocks, and decodes members in the order in which they depend on each other.
 //
 // A chain begins with a compressed member that is not solid, or with the first compressed one of all, whatever it says.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 #include "formats/installers/rar/rar_detect.h"
 
 #include <string_view>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_detect.h - RAR archives of versions 1.5 to 4.
 #pragma once
 

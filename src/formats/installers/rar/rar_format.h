@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_format.h - blocks, offsets and flags of RAR archives of versions 1.5 to 4. All fields are little-endian.
 #pragma once
 

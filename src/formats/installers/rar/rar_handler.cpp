@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // rar_handler.cpp - walks a RAR archive's blocks and extracts members.
 //
 // Only the one volume is read, never another of its set: files that go on from or into another are not shown, nor are

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // content_field.cpp - Content-Type, Content-Transfer-Encoding and Content-Disposition.
 //
 // A parameter is looked for where one may begin: after a semicolon that is not quoted, and at the start of a

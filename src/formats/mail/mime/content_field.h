@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // content_field.h - what a "content-" header field and the first line of a uuencoded block say about a member.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // header_record.cpp - header lines one after the other in one block, and a list of where the fields begin.
 //
 // The list is made for the first query, so that asking for every field, by index or by name, costs little more than one

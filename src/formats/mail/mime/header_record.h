@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // header_record.h - the header lines of a message, kept for the queries of a host.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // member_search.cpp - finds the members of a message line by line; no tree of the message is built.
 //
 // Parts are found by watching for the lines that separate them, and an enclosed message is walked as if its lines were

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // member_search.h - the walk through a message: finds one member after the other.
 #pragma once
 

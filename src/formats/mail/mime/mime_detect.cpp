@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mime_detect.cpp - decides whether a text is mail: a message, a mailbox, or bare uuencoded or BinHex text.
 //
 // The examined text is the first kilobyte or, with kDetectMailHint, the header block: all lines up to the first empty

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mime_format.h - what the walk keeps of a member, and the limits of the mail format.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mime_handler.cpp - presents the members that the search finds, and answers queries about the message's header.
 //
 // The header that queries see is the first block of the file, whichever member is the current one. Nothing is built

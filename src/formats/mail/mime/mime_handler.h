@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // mime_handler.h - mail: messages, mailboxes, and text that holds uuencoded or BinHex blocks.
 #pragma once
 

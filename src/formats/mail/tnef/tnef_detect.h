@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // tnef_detect.h - attachments of rich mail in one block (TNEF, "winmail.dat").
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_detect.cpp - finds and checks the header of a cabinet, which a short prefix may precede.
 //
 // Kept: the first signature counts; when its header fails the test, no later one is tried. Ten folders more

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_detect.h - Microsoft cabinet files.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_folder.cpp - turns one folder, a run of data blocks, into a readable range of bytes.
 //
 // A folder is one compressed stream cut into blocks of at most 32,768 bytes of output; a member is a slice of it.

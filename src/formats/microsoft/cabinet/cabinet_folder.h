@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_folder.h - a folder's data blocks as a range of bytes.
 #pragma once
 

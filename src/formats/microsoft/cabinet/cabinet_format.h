@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_format.h - offsets, widths, flags and limits of Microsoft cabinet files; little-endian.
 //
 // A header, the folder entries, the file entries, and the data blocks of each folder. All stored offsets count from

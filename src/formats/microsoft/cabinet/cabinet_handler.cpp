@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_handler.cpp - walks a cabinet's file entries and extracts members from its folders.
 //
 // Only the one cabinet is read, never another of its set.

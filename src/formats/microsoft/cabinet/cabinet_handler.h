@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_handler.h - lists and extracts the members of a Microsoft cabinet.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_methods.cpp - one interface over the four methods.
 //
 // A block of MSZIP is a Deflate stream behind the mark "CK", with the output of the blocks before it as history.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // cabinet_methods.h - the decoders of a cabinet's data blocks.
 #pragma once
 

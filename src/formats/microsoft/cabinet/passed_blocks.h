@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // passed_blocks.h - the output of the blocks that a folder's decoder has just passed.
 //
 // A file may list its members backwards, a block at a time, so that each costs a pass over the folder. Once a folder

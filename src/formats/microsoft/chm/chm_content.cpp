@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_content.cpp - decodes frames of the compressed section.
 //
 // The reset table is read where it lies, entry by entry; nothing is kept for each frame.

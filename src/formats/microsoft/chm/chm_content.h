@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_content.h - the compressed section of a help file, as a readable range of bytes.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_detect.cpp - the headers of a compiled help file.
 #include "formats/microsoft/chm/chm_detect.h"
 

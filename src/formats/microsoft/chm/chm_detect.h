@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_detect.h - compiled HTML help ("ITSF", version 3).
 #pragma once
 

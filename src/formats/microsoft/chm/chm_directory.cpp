@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_directory.cpp - entries are packed: name length, name, section, offset and length, all numbers in groups of
 // seven bits, most significant first, with the top bit set on all but the last.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_format.h - offsets, names and limits of compiled help files. All fields are little-endian, except for the
 // numbers of directory entries. Of 64-bit fields the low half is read.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_handler.cpp - presents a compiled help file as a container of the user's files.
 //
 // Files lie in sections. Section 0 is the file itself and holds the format's own parts, among them the names of the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chm_handler.h - lists and extracts the files of compiled HTML help.
 #pragma once
 

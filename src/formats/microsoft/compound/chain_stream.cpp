@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chain_stream.cpp - follows chains of sectors.
 //
 // A chain is kept as runs of neighbouring sectors, which is what most of it is: a read then takes a whole run

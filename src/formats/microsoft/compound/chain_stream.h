@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // chain_stream.h - a stream of bytes whose sectors are linked by a table.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // compound_file.cpp - opens a compound file and reads its directory.
 //
 // Sector n lies one sector behind where its number puts it, because the header takes the place of the first.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // compound_file.h - a file system inside a file: a tree of storages (folders) and streams.
 #pragma once
 

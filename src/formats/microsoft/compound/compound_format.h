@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // compound_format.h - offsets, marks and limits of compound files. All fields are little-endian.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // directory_walk.cpp - the entries of one storage form a binary tree of their own, ordered by name.
 //
 // Kept: a tree is walked by its links alone. Its order, its balance and its depth are not checked, because writers

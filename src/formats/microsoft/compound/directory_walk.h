@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // directory_walk.h - goes through the entries of storages in the order of their names.
 #pragma once
 

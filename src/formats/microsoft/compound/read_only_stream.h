@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // read_only_stream.h - what every stream made from the insides of a compound file has in common.
 #pragma once
 

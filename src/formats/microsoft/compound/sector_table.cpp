@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sector_table.cpp - reads the tables of a compound file piece by piece; neither is ever held whole.
 //
 // Bounds: the list of FAT sectors has at most as many numbers as the file has sectors, 32,768 at the most; the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sector_table.h - which sector follows which: the FAT, the mini FAT, and the list of the FAT's own sectors.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // msi_handler.cpp - an installer database's plain streams, such as embedded cabinets, as they are stored.
 //
 // Tables and property sets are left out by their names. Storages are too: those of a patch hold tables.

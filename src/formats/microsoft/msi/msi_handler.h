@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // msi_handler.h - presents the streams of an installer database as members.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // msi_name.h - how an installer database packs its streams' names.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // office_format.h - names, types and limits of Office documents in compound files.
 #pragma once
 

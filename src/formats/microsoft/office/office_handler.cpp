@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // office_handler.cpp - packages in Word and Excel documents, and a package that stands alone.
 //
 // The walk goes through storages, depth first: those below "ObjectPool" in a Word document, all in an Excel

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // office_handler.h - presents the files embedded in Office documents as members.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // package.cpp - the three layouts of a package stream, tried in turn.
 //
 // A packaged file has a label and two paths before its data; a raw object has a header of 40 bytes; any other has

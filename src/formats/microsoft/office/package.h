@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // package.h - an embedded file inside a document: where its bytes lie in the package stream.
 #pragma once
 

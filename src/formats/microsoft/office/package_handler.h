@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // package_handler.h - what all handlers of Office documents share: the current package and its extraction.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // powerpoint_handler.cpp - packages among the embedded objects of a presentation.
 //
 // A presentation is a stream of records. A record of the right type holds an object's storage, a compound file

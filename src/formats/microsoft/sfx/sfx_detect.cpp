@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sfx_detect.cpp - finds the archive that a self-extracting executable carries.
 //
 // Searched are, for a Windows program, the start of the last section's data and then what follows that data;

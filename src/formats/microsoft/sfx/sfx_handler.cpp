@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sfx_handler.cpp - reads the archive inside an executable with that archive's own handler.
 //
 // The inner handler reads a view of the executable that starts at the archive, and does everything; this one keeps the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // sfx_handler.h - the handler of self-extracting executables.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // szdd_handler.cpp - presents an SZDD file as a container of one member, which has no stored name.
 //
 // Layout, little-endian: "SZDD" 88 F0 27 33, mode (1, not read), last character of the name (1, not read),

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: brixcore developers
+// SPDX-License-Identifier: Apache-2.0
+
 // szdd_handler.h - single files packed by the Microsoft compress utility ("SZDD").
 #pragma once
 
