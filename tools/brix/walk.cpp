@@ -256,6 +256,10 @@ void WalkArchive(OpenFile* input, const Limits& limits, Visitor* visitor, Report
   for (;;) {
     const int32_t status = ArcTk2_GetNextFile(&archive, name, sizeof name);
     if (status == BRIX_NO_MORE_MEMBERS) break;
+    if (status == BRIX_OUT_OF_MEMORY) {  // told once for a container, which the next call leaves
+      report->Problem(kExitCannotRead, file, path.text(), "out of memory, not looked into");
+      continue;
+    }
     uint32_t depth = 0;
     ArcTk2_GetDepth(&archive, &depth);
     if (status != BRIX_OK) {
