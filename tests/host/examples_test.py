@@ -102,8 +102,8 @@ def make_nest(path):
 
 
 def snippet(header):
-    """The indented lines of the header's first comment."""
-    comment = (ROOT / "include/brixcore" / header).read_text().split("*/", 1)[0]
+    """The indented lines of the header's first comment after the licence."""
+    comment = (ROOT / "include/brixcore" / header).read_text().split("*/", 2)[1]
     return "".join(f"{line[5:]}\n" for line in comment.splitlines() if line.startswith(" *   "))
 
 
