@@ -77,21 +77,20 @@ void LogLine(const char* format, ...) noexcept {
   if (!is_open.load(std::memory_order_relaxed)) return;
   std::va_list args;
   va_start(args, format);
-  std::va_list again;
-  va_copy(again, args);
   const int length = std::vsnprintf(nullptr, 0, format, args);
   va_end(args);
   MemoryBlock text;
   const size_t size = length < 0 ? 0 : static_cast<size_t>(length) + 1;
   if (size != 0 && text.TryResize(size)) {
     auto* const line = reinterpret_cast<char*>(text.data());
-    std::vsnprintf(line, size, format, again);
+    va_start(args, format);
+    std::vsnprintf(line, size, format, args);
+    va_end(args);
     line[size - 1] = '\n';  // in the terminator's place
     Write({line, size});
   } else {
     Write("Out of memory\n");
   }
-  va_end(again);
 }
 
 }  // namespace brix

@@ -272,18 +272,18 @@ TEST(Session, KeepsFixedMemoryFromBeingWritten) {
   EXPECT_EQ(stream.close(stream.context), BRIX_OK);
 }
 
+#ifndef _WIN32  // where making a link is a privilege
 TEST(Session, OpensFilesThatTheHostNamesByALink) {
   const TempDir dir;
   (void)dir.Write("file", Bytes().Text("content"));
-  std::error_code error;
-  std::filesystem::create_symlink("file", dir.File("link"), error);
-  if (error) GTEST_SKIP() << "no links here";
+  std::filesystem::create_symlink("file", dir.File("link"));
   for (const uint32_t mode : {BRIX_FILE_READ, BRIX_FILE_READ_WRITE, BRIX_FILE_CREATE}) {
     ArcStream stream{};
     ASSERT_EQ(ArcTkOpenFile(dir.File("link").c_str(), mode, &stream), BRIX_OK) << mode;
     EXPECT_EQ(stream.close(stream.context), BRIX_OK);
   }
 }
+#endif
 
 TEST(Session, KeepsTheFailuresOfReadyStreamsAndFactoriesApart) {
   const std::string long_path(500, 'd');

@@ -26,7 +26,7 @@ constexpr auto kHexDigits = [] {
   return values;
 }();
 
-bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
+[[maybe_unused]] bool IsLineEnd(uint8_t c) { return c == '\r' || c == '\n'; }
 
 // What an "=" begins: how many characters it takes, and the byte that it gives, if any.
 struct Escape {
