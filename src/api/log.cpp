@@ -77,14 +77,15 @@ void LogLine(const char* format, ...) noexcept {
   if (!is_open.load(std::memory_order_relaxed)) return;
   std::va_list args;
   va_start(args, format);
-  const int length = std::vsnprintf(nullptr, 0, format, args);
+  // The analyser does not see va_start through the checked calls' wrapper.
+  const int length = std::vsnprintf(nullptr, 0, format, args);  // NOLINT(clang-analyzer-valist.Uninitialized)
   va_end(args);
   MemoryBlock text;
   const size_t size = length < 0 ? 0 : static_cast<size_t>(length) + 1;
   if (size != 0 && text.TryResize(size)) {
     auto* const line = reinterpret_cast<char*>(text.data());
     va_start(args, format);
-    std::vsnprintf(line, size, format, args);
+    std::vsnprintf(line, size, format, args);  // NOLINT(clang-analyzer-valist.Uninitialized)
     va_end(args);
     line[size - 1] = '\n';  // in the terminator's place
     Write({line, size});
